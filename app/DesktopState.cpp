@@ -1,0 +1,3 @@
+#include "DesktopState.h"
+
+volatile bool g_desktopSwitched = false;

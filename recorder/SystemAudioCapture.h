@@ -1,0 +1,4 @@
+#pragma once
+
+// The system sound worker of this platform.
+#include "pulseAudioLoopback.h"

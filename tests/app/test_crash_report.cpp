@@ -1,0 +1,224 @@
+// Crash reports: message events on disk, their upload to an endpoint, and the
+// last event of a process that dies of a signal or of a fatal message.
+#include "CrashReport.h"
+
+#include <QDir>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <QTemporaryDir>
+#include <QtTest>
+#include <csignal>
+#include <sys/resource.h>
+
+namespace {
+
+QJsonObject readEvent(const QString& path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    QJsonParseError error;
+    const QJsonDocument document = QJsonDocument::fromJson(file.readAll(), &error);
+    if (error.error != QJsonParseError::NoError)
+        qWarning() << "bad event JSON in" << path << error.errorString();
+    return document.object();
+}
+
+QStringList eventFiles(const QString& folder, const QString& pattern = "*.json")
+{
+    return QDir(folder).entryList({pattern}, QDir::Files);
+}
+
+bool isRecentTimestamp(const QJsonValue& value)
+{
+    const QDateTime time = QDateTime::fromString(value.toString(), Qt::ISODate);
+    return time.isValid() && qAbs(time.secsTo(QDateTime::currentDateTimeUtc())) < 60;
+}
+
+// Runs the helper without leaving core files behind.
+QProcess* startHelper(const QStringList& arguments)
+{
+    auto* process = new QProcess;
+    process->setChildProcessModifier([] {
+        struct rlimit none = {0, 0};
+        setrlimit(RLIMIT_CORE, &none);
+    });
+    process->start(CRASH_HELPER, arguments);
+    return process;
+}
+
+// Collects the bodies of the POST requests it receives and answers 200.
+class EventSink : public QTcpServer
+{
+public:
+    QList<QByteArray> bodies;
+    QList<QByteArray> requestLines;
+
+    EventSink()
+    {
+        connect(this, &QTcpServer::newConnection, this, [this] {
+            while (QTcpSocket* socket = nextPendingConnection())
+                connect(socket, &QTcpSocket::readyRead, socket, [this, socket] { take(socket); });
+        });
+    }
+
+private:
+    void take(QTcpSocket* socket)
+    {
+        QByteArray& buffer = pending[socket];
+        buffer += socket->readAll();
+        const int headerEnd = buffer.indexOf("\r\n\r\n");
+        if (headerEnd < 0)
+            return;
+        const QByteArray header = buffer.left(headerEnd).toLower();
+        const int at = header.indexOf("content-length:");
+        const int length = at < 0 ? 0 : header.mid(at + 15, header.indexOf("\r\n", at) - at - 15).trimmed().toInt();
+        if (buffer.size() < headerEnd + 4 + length)
+            return;
+        requestLines.append(buffer.left(buffer.indexOf("\r\n")));
+        bodies.append(buffer.mid(headerEnd + 4, length));
+        pending.remove(socket);
+        socket->write("HTTP/1.1 200 OK\r\nContent-Length: 0\r\nConnection: close\r\n\r\n");
+        socket->disconnectFromHost();
+    }
+
+    QHash<QTcpSocket*, QByteArray> pending;
+};
+
+} // namespace
+
+class TestCrashReport : public QObject
+{
+    Q_OBJECT
+private slots:
+    void messageEventsAreWrittenAsJson()
+    {
+        QTemporaryDir data;
+        const QString folder = data.filePath("sentry-native");
+        CrashReport::init(folder, "orlune@5.0.31", QString());
+        CrashReport::setUser({{"id", "token"}, {"username", "ann"}, {"machine_id", "{hw}"}});
+
+        const QString path = CrashReport::captureMessage(2, "[MUX]:", "[MUX]: encoder stalled");
+        QVERIFY(path.startsWith(folder + "/"));
+        const QJsonObject event = readEvent(path);
+        QCOMPARE(event["level"].toString(), QString("error"));
+        QCOMPARE(event["logger"].toString(), QString("[MUX]:"));
+        QCOMPARE(event["message"].toString(), QString("[MUX]: encoder stalled"));
+        QCOMPARE(event["release"].toString(), QString("orlune@5.0.31"));
+        QVERIFY(isRecentTimestamp(event["timestamp"]));
+        const QJsonObject user = event["user"].toObject();
+        QCOMPARE(user["id"].toString(), QString("token"));
+        QCOMPARE(user["username"].toString(), QString("ann"));
+        QCOMPARE(user["machine_id"].toString(), QString("{hw}"));
+
+        sentryCaptureWarning("[UP]:", "w");
+        sentryCaptureFatal("[VENC]", "f");
+        CrashReport::removeUser();
+        sentryCaptureError("[AC]:", "e");
+        QMap<QString, QJsonObject> byLevel;
+        for (const QString& name : eventFiles(folder))
+            byLevel[readEvent(folder + "/" + name)["level"].toString()] = readEvent(folder + "/" + name);
+        QCOMPARE(byLevel.size(), 3);
+        QCOMPARE(byLevel["warning"]["logger"].toString(), QString("[UP]:"));
+        QCOMPARE(byLevel["fatal"]["logger"].toString(), QString("[VENC]"));
+        QCOMPARE(byLevel["fatal"]["message"].toString(), QString("f"));
+        QCOMPARE(eventFiles(folder).size(), 4);
+        CrashReport::close();
+    }
+
+    void eventsArePostedToTheEndpoint()
+    {
+        EventSink sink;
+        QVERIFY(sink.listen(QHostAddress::LocalHost));
+        QTemporaryDir data;
+        const QString folder = data.filePath("sentry-native");
+        QVERIFY(QDir().mkpath(folder));
+        // A crash event left by an earlier run waits for the endpoint.
+        QFile pending(folder + "/earlier.pending.json");
+        QVERIFY(pending.open(QIODevice::WriteOnly));
+        pending.write(R"({"event_id":"earlier","level":"fatal"})");
+        pending.close();
+
+        CrashReport::init(folder, "orlune@5.0.31", QString("http://127.0.0.1:%1/api/store/").arg(sink.serverPort()));
+        CrashReport::captureMessage(1, "[UP]:", "upload slow");
+        QTRY_COMPARE_WITH_TIMEOUT(sink.bodies.size(), 2, 10000);
+        CrashReport::close();
+
+        // The two posts travel on connections of their own and may arrive in either order.
+        QStringList received;
+        for (int i = 0; i < 2; ++i) {
+            QVERIFY(sink.requestLines[i].startsWith("POST /api/store/ "));
+            const QJsonObject posted = QJsonDocument::fromJson(sink.bodies[i]).object();
+            received << posted["event_id"].toString() + "|" + posted["message"].toString();
+        }
+        QVERIFY(received.contains("earlier|"));
+        QCOMPARE(received.filter(QRegularExpression("^[0-9a-f]{32}\\|upload slow$")).size(), 1);
+        QVERIFY(QFile::exists(folder + "/earlier.json"));
+        QVERIFY(eventFiles(folder, "*.pending.json").isEmpty());
+    }
+
+    void fatalSignalWritesEventWithBacktrace_data()
+    {
+        QTest::addColumn<QString>("mode");
+        QTest::addColumn<int>("signal");
+        QTest::addColumn<QString>("message");
+        QTest::newRow("segv") << "segv" << SIGSEGV << "Fatal signal 11 (SIGSEGV)";
+        QTest::newRow("abort") << "abort" << SIGABRT << "Fatal signal 6 (SIGABRT)";
+    }
+
+    void fatalSignalWritesEventWithBacktrace()
+    {
+        QFETCH(QString, mode);
+        QFETCH(int, signal);
+        QFETCH(QString, message);
+        QTemporaryDir folder;
+        std::unique_ptr<QProcess> helper(startHelper({mode, folder.path()}));
+        QVERIFY(helper->waitForFinished(20000));
+        QCOMPARE(helper->exitStatus(), QProcess::CrashExit);
+        QCOMPARE(helper->exitCode(), signal);
+
+        const QStringList files = eventFiles(folder.path(), "*.pending.json");
+        QCOMPARE(files.size(), 1);
+        const QJsonObject event = readEvent(folder.filePath(files[0]));
+        QCOMPARE(event["level"].toString(), QString("fatal"));
+        QCOMPARE(event["message"].toString(), message);
+        QCOMPARE(event["release"].toString(), QString("orlune@test"));
+        QCOMPARE(event["event_id"].toString() + ".pending.json", files[0]);
+        QCOMPARE(event["user"].toObject()["username"].toString(), QString("ann \"the tester\""));
+        QVERIFY(isRecentTimestamp(event["timestamp"]));
+        const QJsonArray frames = event["backtrace"].toArray();
+        QVERIFY(frames.size() >= 3);
+        bool helperFrame = false;
+        for (const QJsonValue& frame : frames)
+            helperFrame = helperFrame || frame.toString().contains("app_crash_helper");
+        QVERIFY2(helperFrame, QJsonDocument(frames).toJson().constData());
+    }
+
+    void fatalMessageReportsAndExitsWithOne()
+    {
+        QTemporaryDir folder;
+        std::unique_ptr<QProcess> helper(startHelper({"fatal", folder.path(), folder.path()}));
+        QVERIFY(helper->waitForFinished(20000));
+        QCOMPARE(helper->exitStatus(), QProcess::NormalExit);
+        QCOMPARE(helper->exitCode(), 1);
+        QVERIFY(helper->readAllStandardError().contains("[T]: the end\n"));
+
+        const QStringList files = eventFiles(folder.path());
+        QCOMPARE(files.size(), 1);
+        const QJsonObject event = readEvent(folder.filePath(files[0]));
+        QCOMPARE(event["logger"].toString(), QString("[FATAL]"));
+        QCOMPARE(event["level"].toString(), QString("fatal"));
+        QCOMPARE(event["message"].toString(), QString("[T]: the end"));
+
+        QFile log(folder.filePath("LOG_fatal.log"));
+        QVERIFY(log.open(QIODevice::ReadOnly));
+        QCOMPARE(log.readAll(), QByteArray("[T]: the end\n"));
+    }
+};
+
+QTEST_MAIN(TestCrashReport)
+#include "test_crash_report.moc"

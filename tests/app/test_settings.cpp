@@ -1,0 +1,185 @@
+// The settings manager against a fresh store: what the first start writes,
+// which signals a write raises, and the keys with special rules.
+#include "SettingsManager.h"
+
+#include <QDir>
+#include <QGuiApplication>
+#include <QScreen>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QStandardPaths>
+#include <QtTest>
+
+namespace {
+
+// Every key the first start must leave in the store, in the order of the table.
+const QStringList tableKeys = {
+    "login", "password", "salt", "is_authenticated_user", "settings_path", "files_path",
+    "isVideoQualityNeverSet", "FVNewVersionPolicy", "startstop_hotkey", "startstop_nativeKey",
+    "startstop_nativeModifier", "proxy_server", "proxy_type", "proxy_host", "proxy_port", "proxy_login",
+    "proxy_pwd", "proxy_verification_status", "auto_upload", "instant_share_disabled_manually",
+    "mouse_highlight_disabled_manually", "mouse_highlight", "mute_audio", "mute_camera", "audiodev",
+    "cameradev", "disable_sys", "save_path", "audio_level", "interp_time", "system_sounds", "is_first_start",
+    "recording_4k_fails", "bubble_pos", "bubble_horizontal", "bubble_pin", "bubble_side", "bubble_ishstuck",
+    "bubble_isvstuck", "camera_size_percentage", "camera_fullframe", "camera_relative_pos_x",
+    "camera_relative_pos_y", "camera_corner_x", "camera_corner_y", "recording_quality"};
+
+QString confPath()
+{
+    return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) + "/Halvenmoor/orlune.conf";
+}
+
+// A reader of the file itself, independent of the manager's own QSettings.
+QVariant storedValue(const QString& key)
+{
+    return QSettings(confPath(), QSettings::IniFormat).value(key);
+}
+
+} // namespace
+
+class TestSettings : public QObject
+{
+    Q_OBJECT
+private slots:
+    void initTestCase()
+    {
+        QCoreApplication::setOrganizationName("Halvenmoor");
+        QCoreApplication::setApplicationName("orlune");
+        QVERIFY2(!QFile::exists(confPath()), "the test needs a fresh configuration folder");
+    }
+
+    void firstStartWritesEveryKey()
+    {
+        SettingsManager* settings = SettingsManager::instance();
+        QVERIFY(QFile::exists(confPath()));
+
+        QSettings file(confPath(), QSettings::IniFormat);
+        QStringList stored = file.allKeys();
+        QStringList expected = tableKeys;
+        stored.sort();
+        expected.sort();
+        QCOMPARE(stored, expected);
+
+        QCOMPARE(file.value("audio_level").toInt(), 239);
+        QCOMPARE(file.value("FVNewVersionPolicy").toString(), QString("install"));
+        QCOMPARE(file.value("startstop_hotkey").toString(), QString("Alt+S"));
+        QCOMPARE(file.value("camera_size_percentage").toDouble(), 20.0);
+        QCOMPARE(file.value("interp_time").toBool(), true);
+        QCOMPARE(file.value("bubble_pin").toBool(), true);
+        QCOMPARE(file.value("isVideoQualityNeverSet").toBool(), true);
+        QCOMPARE(file.value("recording_quality").toInt(), 0);
+
+        const QString dataFolder = QDir::homePath() + "/.local/share/Halvenmoor/orlune";
+        const QString xdgData = qEnvironmentVariable("XDG_DATA_HOME");
+        const QString expectedData = xdgData.isEmpty() ? dataFolder : xdgData + "/Halvenmoor/orlune";
+        QCOMPARE(file.value("settings_path").toString(), expectedData);
+        QCOMPARE(file.value("files_path").toString(), expectedData + "/Records");
+        QVERIFY(QDir(expectedData + "/Records").exists());
+
+        const QRect desktop = QGuiApplication::primaryScreen()->virtualGeometry();
+        QCOMPARE(settings->readSettingPoint("bubble_pos"),
+                 QPoint(desktop.right() - 99, (desktop.bottom() - 99) / 2));
+        QCOMPARE(file.value("bubble_pos").toPoint(), settings->readSettingPoint("bubble_pos"));
+    }
+
+    void unchangedWriteEmitsOnlySettingChanged()
+    {
+        SettingsManager* settings = SettingsManager::instance();
+        QSignalSpy property(settings, &SettingsManager::autoUploadChanged);
+        QSignalSpy any(settings, &SettingsManager::settingChanged);
+
+        settings->setAutoUpload(true);
+        QCOMPARE(property.count(), 1);
+        QCOMPARE(property.at(0).at(0).toBool(), true);
+        QCOMPARE(any.count(), 1);
+        QCOMPARE(any.at(0).at(0).toString(), QString("auto_upload"));
+        QCOMPARE(storedValue("auto_upload").toBool(), true);
+
+        settings->setAutoUpload(true);
+        QCOMPARE(property.count(), 1);
+        QCOMPARE(any.count(), 2);
+        QVERIFY(settings->autoUpload());
+    }
+
+    void stringPropertiesCompareByContent()
+    {
+        SettingsManager* settings = SettingsManager::instance();
+        QSignalSpy server(settings, &SettingsManager::serverChanged);
+        settings->setServer("proxy.example");
+        settings->writeSetting("proxy_host", QString("proxy.") + "example");
+        QCOMPARE(server.count(), 1);
+        QCOMPARE(settings->server(), QString("proxy.example"));
+        QCOMPARE(settings->property("server").toString(), QString("proxy.example"));
+    }
+
+    // A slot of the change signal may read the manager again on the same thread.
+    void changeSlotCanReadBack()
+    {
+        SettingsManager* settings = SettingsManager::instance();
+        QString seen;
+        auto connection = connect(settings, &SettingsManager::loginChanged, this,
+                                  [&] { seen = settings->readSettingStr("login"); });
+        settings->setLogin("ann@example.org");
+        disconnect(connection);
+        QCOMPARE(seen, QString("ann@example.org"));
+        QCOMPARE(storedValue("login").toString(), QString("ann@example.org"));
+    }
+
+    void unknownKeyIsReadableAfterWrite()
+    {
+        SettingsManager* settings = SettingsManager::instance();
+        QTest::ignoreMessage(QtWarningMsg, "[SettingsManager]: writeSetting Unknown parameter: \"use_vcodec\"");
+        settings->writeSetting("use_vcodec", "libx264");
+        QCOMPARE(settings->readSettingStr("use_vcodec"), QString("libx264"));
+        QCOMPARE(storedValue("use_vcodec").toString(), QString("libx264"));
+        QVERIFY(!settings->readSetting("never_written").isValid());
+        QCOMPARE(settings->readSettingInt("never_written"), 0);
+    }
+
+    void blackholeDriverTypeStaysOutOfTheMember()
+    {
+        SettingsManager* settings = SettingsManager::instance();
+        QSignalSpy property(settings, &SettingsManager::blackHoleDriverTypeChanged);
+        settings->setBlackHoleDriverType("2ch");
+        QCOMPARE(storedValue("blackhole_driver_type").toString(), QString("2ch"));
+        QCOMPARE(settings->blackHoleDriverType(), QString());
+        QCOMPARE(settings->readSettingStr("blackhole_driver_type"), QString());
+        QCOMPARE(property.count(), 0);
+    }
+
+    void firstQualityChoiceEndsNeverSet()
+    {
+        SettingsManager* settings = SettingsManager::instance();
+        QVERIFY(settings->readSettingBool("isVideoQualityNeverSet"));
+        QSignalSpy quality(settings, &SettingsManager::qualityChanged);
+        QSignalSpy any(settings, &SettingsManager::settingChanged);
+
+        settings->setQuality(Common::RECORDING_QUALITY_HD);
+        QCOMPARE(quality.count(), 1);
+        QCOMPARE(quality.at(0).at(0).value<Common::RecordingQuality>(), Common::RECORDING_QUALITY_HD);
+        QVERIFY(!settings->readSettingBool("isVideoQualityNeverSet"));
+        QCOMPARE(storedValue("isVideoQualityNeverSet").toBool(), false);
+        QCOMPARE(storedValue("recording_quality").toInt(), 1);
+
+        any.clear();
+        settings->setQuality(Common::RECORDING_QUALITY_4K);
+        QCOMPARE(any.count(), 1);
+        QCOMPARE(any.at(0).at(0).toString(), QString("recording_quality"));
+        QCOMPARE(settings->quality(), Common::RECORDING_QUALITY_4K);
+    }
+
+    // The store gives booleans back as "true"/"false" text on the next start.
+    void interpTimeSurvivesTextForm()
+    {
+        SettingsManager* settings = SettingsManager::instance();
+        settings->writeSetting("interp_time", QString("true"));
+        QVERIFY(settings->readSettingBool("interp_time"));
+        settings->writeSetting("interp_time", 0);
+        QVERIFY(!settings->readSettingBool("interp_time"));
+        settings->writeSetting("interp_time", 5);
+        QVERIFY(settings->readSettingBool("interp_time"));
+    }
+};
+
+QTEST_MAIN(TestSettings)
+#include "test_settings.moc"

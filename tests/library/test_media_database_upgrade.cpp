@@ -1,0 +1,235 @@
+// The version chain of the library file, checked from outside with sqlite3.
+#include "MediaDatabase.h"
+#include "SqlText.h"
+#include "SqliteTool.h"
+
+#include <QDir>
+#include <QSqlQuery>
+#include <QTemporaryDir>
+#include <QtTest>
+
+namespace {
+
+const char* const kOldSegments =
+    "create table segments (file_id unsigned int,seg_pos unsigned int,seg_size unsigned int,seg_uploaded bool);";
+const char* const kOldFiles =
+    "create table files (file_name varchar(128),file_id unsigned int,file_created unsigned long,file_size unsigned int,"
+    "file_uploaded bool,file_preview  varchar(128),file_finalized bool,file_toupload bool,file_duration unsigned int,"
+    "file_pseudoname varchar(128),file_uploadkey varchar(32),file_preview_uploaded bool);";
+
+// The layout a file had at version 55, before the widening.
+QString version55Schema()
+{
+    return QString(kOldSegments) + kOldFiles
+        + "ALTER TABLE segments ADD COLUMN seg_id int NOT NULL DEFAULT '-1';"
+          "ALTER TABLE files ADD COLUMN file_segments_count unsigned int NOT NULL DEFAULT '0';"
+          "create table deletion_queue (file_id unsigned int,file_name varchar(128),file_preview  varchar(128),"
+          "file_pseudoname varchar(128),file_uploadkey varchar(32),file_preview_uploaded bool);";
+}
+
+const QStringList kCurrentFilesTypes = {
+    "file_name:varchar(128)", "file_id:unsignedint", "file_created:unsignedlong", "file_size:unsignedlong",
+    "file_uploaded:bool", "file_preview:varchar(128)", "file_finalized:bool", "file_toupload:bool",
+    "file_duration:unsignedint", "file_pseudoname:varchar(128)", "file_uploadkey:varchar(32)",
+    "file_preview_uploaded:bool", "file_segments_count:unsignedint", "file_preview_gif:bool"};
+
+QStringList columnTypes(const QString& file, const QString& table)
+{
+    return sqliteTool(file, QString("SELECT name||':'||type FROM pragma_table_info('%1')").arg(table))
+        .split('\n', Qt::SkipEmptyParts);
+}
+
+void makeFolderWithFile(const QString& folder)
+{
+    QVERIFY(QDir().mkpath(folder + "/sub"));
+    QFile file(folder + "/sub/state.bin");
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write("kept?");
+}
+
+} // namespace
+
+class TestMediaDatabaseUpgrade : public QObject
+{
+    Q_OBJECT
+
+private:
+    QTemporaryDir* dir = nullptr;
+    QString settingsPath() const { return dir->path(); }
+    QString dbFile() const { return dir->path() + "/orlune.sqlite"; }
+
+    void checkCurrentLayout()
+    {
+        QCOMPARE(sqliteUserVersion(dbFile()), 58);
+        QCOMPARE(columnTypes(dbFile(), "files"), kCurrentFilesTypes);
+        QCOMPARE(sqliteColumns(dbFile(), "segments"),
+                 QStringList({"file_id", "seg_pos", "seg_size", "seg_uploaded", "seg_id"}));
+        QCOMPARE(columnTypes(dbFile(), "segments").at(1), QString("seg_pos:unsigned long"));
+        QCOMPARE(sqliteColumns(dbFile(), "deletion_queue").size(), 6);
+        const QString filesSql = sqliteTableSql(dbFile(), "files");
+        QVERIFY2(filesSql.contains("`file_id`\tunsignedint") && filesSql.contains("`file_size`\tunsignedlong"),
+                 qPrintable(filesSql));
+        QCOMPARE(sqliteTool(dbFile(), "SELECT count(*) FROM sqlite_master WHERE name LIKE '%_rename'"), QString("0"));
+    }
+
+private slots:
+    void init() { dir = new QTemporaryDir; QVERIFY(dir->isValid()); }
+    void cleanup()
+    {
+        closeDatabase();
+        delete dir;
+        dir = nullptr;
+    }
+
+    void freshFileWalksTheWholeChain_data()
+    {
+        QTest::addColumn<bool>("emptyFileExists");
+        QTest::newRow("no file") << false;
+        QTest::newRow("empty file") << true;
+    }
+    void freshFileWalksTheWholeChain()
+    {
+        QFETCH(bool, emptyFileExists);
+        if (emptyFileExists) {
+            QFile empty(dbFile());
+            QVERIFY(empty.open(QIODevice::WriteOnly));
+        }
+        makeFolderWithFile(settingsPath() + "/cache");
+        makeFolderWithFile(settingsPath() + "/QtWebEngine");
+
+        LogCapture log;
+        QVERIFY(openDatabase(settingsPath()));
+
+        checkCurrentLayout();
+        QVERIFY(!QDir(settingsPath() + "/cache").exists());
+        QVERIFY(!QDir(settingsPath() + "/QtWebEngine").exists());
+        QCOMPARE(log.count("[SQL]: corrupted sqlite file"), 1);
+        // Both tables were created, which is what these two lines report.
+        QCOMPARE(log.count("[SQL]: segments table creation failed"), 1);
+        QCOMPARE(log.count("[SQL]: files table creation failed"), 1);
+        QCOMPARE(log.count("[SQL]: upgrade sqlite database"), 1);
+        QVERIFY(log.contains("[SQL]: upgrade sqlite database  58"));
+        QVERIFY(!log.contains("moving data"));
+    }
+
+    void version30FileGainsOldColumns()
+    {
+        sqliteTool(dbFile(),
+                   "create table segments (file_id unsigned int,seg_pos unsigned int,seg_size unsigned int,seg_uploaded bool);"
+                   "create table files (file_name varchar(128),file_id unsigned int,file_created unsigned long,"
+                   "file_size unsigned int,file_uploaded bool,file_preview  varchar(128),file_finalized bool,"
+                   "file_toupload bool,file_duration unsigned int,file_pseudoname varchar(128));"
+                   "insert into files values('a.mp4', 77, 1600000000, 900, 'false', 'a.mp4.jpg', 'true', 'true', '4', 'a');"
+                   "insert into segments values(77, 0, 900, 'false');"
+                   "PRAGMA user_version=30;");
+        QCOMPARE(sqliteUserVersion(dbFile()), 30);
+
+        LogCapture log;
+        QVERIFY(openDatabase(settingsPath()));
+
+        checkCurrentLayout();
+        QCOMPARE(log.count("[SQL]: have SQL tables"), 1);
+        QCOMPARE(log.count("[SQL]: adding file_uploadkey to files"), 1);
+        QCOMPARE(log.count("[SQL]: adding file_preview_uploaded to files"), 1);
+        QVERIFY(!log.contains("corrupted"));
+        QVERIFY(!log.contains("upgrade failed"));
+        QCOMPARE(sqliteTool(dbFile(), "SELECT file_name, file_id, file_size, file_uploadkey IS NULL, "
+                                      "file_segments_count, file_preview_gif FROM files"),
+                 QString("a.mp4|77|900|1|0|false"));
+        QCOMPARE(sqliteTool(dbFile(), "SELECT file_id, seg_pos, seg_id FROM segments"), QString("77|0|-1"));
+    }
+
+    void version55FileKeepsItsRows()
+    {
+        sqliteTool(dbFile(),
+                   version55Schema()
+                       + "insert into files values('rec1.mp4', 305419896, 1700000000, 5000000000, 'true', 'rec1.mp4.jpg', "
+                         "'true', 'true', '12', 'rec1', 'KEY1', 'true', '3');"
+                         "insert into files values('shot.png', 42, 1700000100, 1234, 'false', 'shot.png', 'true', "
+                         "'false', '1', 'shot', '', 'true', '1');"
+                         "insert into segments values(305419896, 0, 1000, 'true', 0);"
+                         "insert into segments values(305419896, 4294967296, 500, 'false', 1);"
+                         "insert into segments values(42, 0, 1234, 'false', -1);"
+                         "insert into deletion_queue values(7, 'gone.mp4', 'gone.mp4.jpg', 'gone', 'K7', 'false');"
+                         "PRAGMA user_version=55;");
+        makeFolderWithFile(settingsPath() + "/cache");
+
+        LogCapture log;
+        QVERIFY(openDatabase(settingsPath()));
+
+        checkCurrentLayout();
+        QVERIFY(!QDir(settingsPath() + "/cache").exists());
+        QVERIFY(!log.contains("table creation failed"));
+        QCOMPARE(sqliteTool(dbFile(), "SELECT * FROM files ORDER BY file_id"),
+                 QString("shot.png|42|1700000100|1234|false|shot.png|true|false|1|shot||true|1|false\n"
+                         "rec1.mp4|305419896|1700000000|5000000000|true|rec1.mp4.jpg|true|true|12|rec1|KEY1|true|3|false"));
+        QCOMPARE(sqliteTool(dbFile(), "SELECT typeof(file_size) FROM files WHERE file_id=305419896"), QString("integer"));
+        QCOMPARE(sqliteTool(dbFile(), "SELECT * FROM segments ORDER BY _rowid_"),
+                 QString("305419896|0|1000|true|0\n305419896|4294967296|500|false|1\n42|0|1234|false|-1"));
+        QCOMPARE(sqliteTool(dbFile(), "SELECT * FROM deletion_queue"), QString("7|gone.mp4|gone.mp4.jpg|gone|K7|false"));
+    }
+
+    void currentFileIsLeftAlone()
+    {
+        QVERIFY(openDatabase(settingsPath()));
+        closeDatabase();
+        sqliteTool(dbFile(), "insert into files values('x.mp4', 9, 1, 2, 'false', 'x.mp4.jpg', 'true', 'true', '1', "
+                             "'x', '', 'false', '1', 'true');");
+        makeFolderWithFile(settingsPath() + "/cache");
+        const QByteArray before = fileDigest(dbFile());
+
+        LogCapture log;
+        QVERIFY(openDatabase(settingsPath()));
+        closeDatabase();
+
+        QCOMPARE(fileDigest(dbFile()), before);
+        QVERIFY(QFile::exists(settingsPath() + "/cache/sub/state.bin"));
+        QVERIFY(!log.contains("[SQL]:"));
+    }
+
+    void failedStepsStillAdvanceTheVersion()
+    {
+        // A version-56 file whose files table never got file_segments_count:
+        // the files widening cannot copy, so the old table stays and the last
+        // step still adds its column to it.
+        sqliteTool(dbFile(), QString(kOldSegments) + kOldFiles
+                                 + "ALTER TABLE segments ADD COLUMN seg_id int NOT NULL DEFAULT '-1';"
+                                   "insert into files values('o.mp4', 5, 1, 2, 'true', 'o.mp4.jpg', 'true', 'true', "
+                                   "'1', 'o', 'K', 'true');"
+                                   "insert into segments values(5, 0, 2, 'true', 0);"
+                                   "PRAGMA user_version=56;");
+
+        LogCapture log;
+        QVERIFY(openDatabase(settingsPath()));
+
+        QCOMPARE(sqliteUserVersion(dbFile()), 58);
+        QCOMPARE(log.count("[SQL]: moving data to new files table failed!"), 1);
+        QVERIFY(!log.contains("moving data to new segments table failed!"));
+        QCOMPARE(sqliteTool(dbFile(), "SELECT count(*) FROM sqlite_master WHERE name LIKE '%_rename'"), QString("0"));
+        QCOMPARE(columnTypes(dbFile(), "segments").at(1), QString("seg_pos:unsigned long"));
+        QCOMPARE(columnTypes(dbFile(), "files").at(3), QString("file_size:unsigned int"));
+        QCOMPARE(sqliteTool(dbFile(), "SELECT file_name, file_preview_gif FROM files"), QString("o.mp4|false"));
+        QCOMPARE(sqliteTool(dbFile(), "SELECT seg_id FROM segments"), QString("0"));
+    }
+
+    void quotedTitlesSurviveTheRoundTrip()
+    {
+        QVERIFY(openDatabase(settingsPath()));
+        const QString title = "Bob's 'demo'";
+        QSqlQuery query(connectionForCurrentThread());
+        QVERIFY(query.exec(QString("insert into files values('%1', %2, %3, %4, 'false', '%5', 'false', '%6', '0', "
+                                   "'%7', '%8', 'false', '0', 'true')")
+                               .arg(sqlText("it's.mp4"))
+                               .arg(11)
+                               .arg(1700000000)
+                               .arg(0)
+                               .arg(sqlText("it's.mp4.jpg"), "true", sqlText(title), "")));
+        QCOMPARE(sqliteTool(dbFile(), "SELECT file_name, file_pseudoname FROM files WHERE file_id=11"),
+                 QString("it's.mp4|Bob's 'demo'"));
+        QCOMPARE(sqlText("plain"), QString("plain"));
+        QCOMPARE(sqlText("''"), QString("''''"));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestMediaDatabaseUpgrade)
+#include "test_media_database_upgrade.moc"

@@ -1,0 +1,306 @@
+// The animated GIF writer on known pictures, read back by Qt's GIF decoder
+// and by a small block-level reader of the test's own.
+
+#include "GifTestReader.h"
+#include "gifWriter.h"
+
+#include <QImage>
+#include <QImageReader>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <vector>
+
+namespace {
+
+using Rgba = std::vector<uint8_t>;
+
+Rgba solid(int w, int h, uint8_t r, uint8_t g, uint8_t b)
+{
+    Rgba px(size_t(w) * h * 4);
+    for (size_t i = 0; i < px.size(); i += 4) {
+        px[i] = r;
+        px[i + 1] = g;
+        px[i + 2] = b;
+        px[i + 3] = 255;
+    }
+    return px;
+}
+
+// Red grows to the right, green downwards, blue is fixed.
+Rgba gradient(int w, int h)
+{
+    Rgba px(size_t(w) * h * 4);
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) {
+            uint8_t* p = &px[(size_t(y) * w + x) * 4];
+            p[0] = uint8_t(x * 255 / (w - 1));
+            p[1] = uint8_t(y * 255 / (h - 1));
+            p[2] = 96;
+            p[3] = 255;
+        }
+    return px;
+}
+
+// Four flat quadrants, the kind of picture a desktop mostly is.
+Rgba quadrants(int w, int h)
+{
+    static const uint8_t colours[4][3] = {{250, 250, 250}, {20, 40, 160}, {200, 30, 30}, {40, 40, 40}};
+    Rgba px(size_t(w) * h * 4);
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) {
+            const uint8_t* c = colours[(y >= h / 2) * 2 + (x >= w / 2)];
+            uint8_t* p = &px[(size_t(y) * w + x) * 4];
+            p[0] = c[0];
+            p[1] = c[1];
+            p[2] = c[2];
+            p[3] = 255;
+        }
+    return px;
+}
+
+void fillRect(Rgba& px, int w, int x0, int y0, int rw, int rh, uint8_t r, uint8_t g, uint8_t b)
+{
+    for (int y = y0; y < y0 + rh; ++y)
+        for (int x = x0; x < x0 + rw; ++x) {
+            uint8_t* p = &px[(size_t(y) * w + x) * 4];
+            p[0] = r;
+            p[1] = g;
+            p[2] = b;
+        }
+}
+
+QString writeGif(const QString& path, int w, int h, const std::vector<Rgba>& frames, int delay = 20)
+{
+    gifWriter writer;
+    if (!writer.begin(QFile::encodeName(path).constData(), w, h))
+        return "begin failed";
+    for (const Rgba& f : frames)
+        if (!writer.writeFrame(f.data(), w, h, delay))
+            return "writeFrame failed";
+    if (!writer.end())
+        return "end failed";
+    return {};
+}
+
+QVector<QImage> decodeAll(const QString& path)
+{
+    QImageReader reader(path, "gif");
+    QVector<QImage> out;
+    while (reader.canRead()) {
+        QImage img = reader.read();
+        if (img.isNull())
+            break;
+        out.append(img.convertToFormat(QImage::Format_RGB32));
+    }
+    return out;
+}
+
+} // namespace
+
+class TestGifWriter : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init() { QVERIFY(dir.isValid()); }
+
+    void solidImageIsExactAndWellFormed()
+    {
+        const QString path = dir.filePath("solid.gif");
+        QCOMPARE(writeGif(path, 64, 48, {solid(64, 48, 200, 30, 90)}), QString());
+
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        const QByteArray bytes = file.readAll();
+        // Header: signature, size, 2-entry global table, then the loop extension.
+        QVERIFY(bytes.startsWith("GIF89a"));
+        QCOMPARE(quint8(bytes[6]), quint8(64));
+        QCOMPARE(quint8(bytes[8]), quint8(48));
+        QCOMPARE(quint8(bytes[10]), quint8(0xF0));
+        QCOMPARE(bytes.mid(13, 6), QByteArray(6, '\0'));
+        QCOMPARE(bytes.mid(19, 3), QByteArray("\x21\xFF\x0B"));
+        QCOMPARE(bytes.mid(22, 11), QByteArray("NETSCAPE2.0"));
+        QVERIFY(bytes.endsWith(';'));
+
+        const GifTestFile gif = GifTestReader::read(path);
+        QVERIFY(gif.wellFormed);
+        QVERIFY(gif.loops);
+        QCOMPARE(gif.loopCount, 0);
+        QCOMPARE(gif.frames.size(), 1);
+        const GifTestFrame& f = gif.frames[0];
+        QCOMPARE(f.flags, 5);
+        QCOMPARE(f.delay, 20);
+        QCOMPARE(f.transparentIndex, 0);
+        QCOMPARE(f.descriptorFlags, 0x87);
+        QCOMPARE(f.colourTable.size(), 768);
+        QCOMPARE(f.colourTable.left(3), QByteArray(3, '\0'));
+        QCOMPARE(f.minCodeSize, 8);
+        QVERIFY(f.decodedOk);
+        QVERIFY(!f.indices.contains(0)); // first frame: nothing is transparent
+
+        const QVector<QImage> images = decodeAll(path);
+        QCOMPARE(images.size(), 1);
+        QCOMPARE(images[0].size(), QSize(64, 48));
+        for (int y = 0; y < 48; ++y)
+            for (int x = 0; x < 64; ++x)
+                QCOMPARE(images[0].pixel(x, y), qRgb(200, 30, 90));
+    }
+
+    void gradientStaysCloseAfterDithering()
+    {
+        const int w = 320, h = 200;
+        const Rgba src = gradient(w, h);
+        const QString path = dir.filePath("gradient.gif");
+        QCOMPARE(writeGif(path, w, h, {src}), QString());
+
+        const QVector<QImage> images = decodeAll(path);
+        QCOMPARE(images.size(), 1);
+        const QImage& img = images[0];
+        QCOMPARE(img.size(), QSize(w, h));
+
+        // Dithering trades per-pixel accuracy for correct local averages:
+        // compare 8x8 block means tightly and single pixels loosely.
+        long long totalError = 0;
+        for (int by = 0; by < h; by += 8)
+            for (int bx = 0; bx < w; bx += 8) {
+                int sum[3] = {0, 0, 0}, want[3] = {0, 0, 0};
+                for (int y = by; y < by + 8; ++y)
+                    for (int x = bx; x < bx + 8; ++x) {
+                        const QRgb got = img.pixel(x, y);
+                        const uint8_t* s = &src[(size_t(y) * w + x) * 4];
+                        const int diff[3] = {qRed(got) - s[0], qGreen(got) - s[1], qBlue(got) - s[2]};
+                        for (int c = 0; c < 3; ++c) {
+                            QVERIFY2(qAbs(diff[c]) <= 40, qPrintable(QString("pixel %1,%2").arg(x).arg(y)));
+                            totalError += qAbs(diff[c]);
+                        }
+                        sum[0] += qRed(got);
+                        sum[1] += qGreen(got);
+                        sum[2] += qBlue(got);
+                        want[0] += s[0];
+                        want[1] += s[1];
+                        want[2] += s[2];
+                    }
+                // The error of a row's last pixel goes on into the first pixels
+                // of the next row, so the left edge may drift further.
+                const int limit = bx == 0 ? 16 : 4;
+                for (int c = 0; c < 3; ++c)
+                    QVERIFY2(qAbs(sum[c] - want[c]) / 64 <= limit,
+                             qPrintable(QString("block %1,%2 channel %3: %4 vs %5")
+                                            .arg(bx)
+                                            .arg(by)
+                                            .arg(c)
+                                            .arg(sum[c] / 64)
+                                            .arg(want[c] / 64)));
+            }
+        QVERIFY(double(totalError) / (w * h * 3) < 4.0);
+
+        // The outer palette entries span the picture's range.
+        const GifTestFile gif = GifTestReader::read(path);
+        const QByteArray table = gif.frames[0].colourTable;
+        QVERIFY(quint8(table[3]) <= 16);    // entry 1: near the smallest red
+        QVERIFY(quint8(table[4]) <= 16);    // and green
+        QVERIFY(quint8(table[765]) >= 239); // entry 255: near the largest red
+        QVERIFY(quint8(table[766]) >= 239); // and green
+        QCOMPARE(quint8(table[5]), quint8(96));
+        QCOMPARE(quint8(table[767]), quint8(96));
+    }
+
+    void unchangedPixelsAreTransparent()
+    {
+        const int w = 120, h = 80;
+        const Rgba first = quadrants(w, h);
+        Rgba second = first;
+        fillRect(second, w, 50, 30, 12, 10, 255, 255, 0);
+        const QString path = dir.filePath("twoframes.gif");
+        QCOMPARE(writeGif(path, w, h, {first, second}), QString());
+
+        const GifTestFile gif = GifTestReader::read(path);
+        QVERIFY(gif.wellFormed);
+        QCOMPARE(gif.frames.size(), 2);
+        const GifTestFrame& f2 = gif.frames[1];
+        QVERIFY(f2.decodedOk);
+        QCOMPARE(f2.transparentIndex, 0);
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x) {
+                const bool changed = x >= 50 && x < 62 && y >= 30 && y < 40;
+                const int index = f2.indices[y * w + x];
+                QVERIFY2(changed ? index != 0 : index == 0, qPrintable(QString("pixel %1,%2").arg(x).arg(y)));
+            }
+
+        // A full decoder shows the first picture with the square on top.
+        const QVector<QImage> images = decodeAll(path);
+        QCOMPARE(images.size(), 2);
+        QCOMPARE(images[1].size(), QSize(w, h));
+        QCOMPARE(images[1].pixel(55, 35), qRgb(255, 255, 0));
+        QCOMPARE(images[1].pixel(5, 5), qRgb(250, 250, 250));
+        QCOMPARE(images[1].pixel(115, 5), qRgb(20, 40, 160));
+        QCOMPARE(images[1].pixel(5, 75), qRgb(200, 30, 30));
+        QCOMPARE(images[1].pixel(115, 75), qRgb(40, 40, 40));
+        QCOMPARE(images[0].pixel(55, 35), qRgb(250, 250, 250));
+    }
+
+    void identicalFrameIsEntirelyTransparent()
+    {
+        const int w = 64, h = 64;
+        const Rgba pic = quadrants(w, h);
+        const QString path = dir.filePath("same.gif");
+        QCOMPARE(writeGif(path, w, h, {pic, pic, pic}), QString());
+        const GifTestFile gif = GifTestReader::read(path);
+        QCOMPARE(gif.frames.size(), 3);
+        for (int i = 1; i < 3; ++i) {
+            QVERIFY(gif.frames[i].decodedOk);
+            QCOMPARE(gif.frames[i].indices.count(0), w * h);
+        }
+        // An all-transparent frame is little more than its colour table.
+        const QString single = dir.filePath("single.gif");
+        QCOMPARE(writeGif(single, w, h, {pic}), QString());
+        const qint64 perFrame = (QFileInfo(path).size() - QFileInfo(single).size()) / 2;
+        QVERIFY2(perFrame < 19 + 768 + 128, qPrintable(QString::number(perFrame)));
+    }
+
+    void largeNoisyFramesRoundTrip()
+    {
+        // Enough codes to fill the 4096-entry table many times over.
+        const int w = 300, h = 200;
+        Rgba noise(size_t(w) * h * 4);
+        quint32 seed = 12345;
+        for (size_t i = 0; i < noise.size(); ++i) {
+            seed = seed * 1103515245u + 12345u;
+            noise[i] = uint8_t(seed >> 16);
+        }
+        const QString path = dir.filePath("noise.gif");
+        QCOMPARE(writeGif(path, w, h, {noise, gradient(w, h)}), QString());
+        const GifTestFile gif = GifTestReader::read(path);
+        QVERIFY(gif.wellFormed);
+        QCOMPARE(gif.frames.size(), 2);
+        QVERIFY(gif.frames[0].decodedOk);
+        QVERIFY(gif.frames[1].decodedOk);
+        QCOMPARE(decodeAll(path).size(), 2);
+    }
+
+    void badCallsDoNothing()
+    {
+        gifWriter writer;
+        QVERIFY(!writer.begin(QFile::encodeName(dir.filePath("missing/dir/x.gif")).constData(), 10, 10));
+        QVERIFY(!writer.isOpen());
+        const Rgba pic = solid(10, 10, 1, 2, 3);
+        QVERIFY(!writer.writeFrame(pic.data(), 10, 10, 20));
+        QVERIFY(!writer.end());
+
+        const QString path = dir.filePath("mismatch.gif");
+        QVERIFY(writer.begin(QFile::encodeName(path).constData(), 10, 10));
+        const Rgba bigger = solid(20, 10, 1, 2, 3);
+        QVERIFY(!writer.writeFrame(bigger.data(), 20, 10, 20));
+        QVERIFY(writer.writeFrame(pic.data(), 10, 10, 20));
+        QVERIFY(writer.size() > 0);
+        QVERIFY(writer.end());
+        QCOMPARE(GifTestReader::read(path).frames.size(), 1);
+    }
+
+private:
+    QTemporaryDir dir;
+};
+
+QTEST_GUILESS_MAIN(TestGifWriter)
+#include "test_gifwriter.moc"

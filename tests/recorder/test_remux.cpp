@@ -1,0 +1,256 @@
+// Saving a copy of a fragmented recording as an ordinary MP4, checked with
+// ffprobe and by walking the output's top-level boxes.
+
+#include "remuxFile.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QtTest>
+
+namespace {
+
+bool runTool(const QString& program, const QStringList& args, QByteArray* out = nullptr)
+{
+    QProcess p;
+    p.start(program, args);
+    if (!p.waitForFinished(60000) || p.exitStatus() != QProcess::NormalExit || p.exitCode() != 0) {
+        qWarning().noquote() << program << args.join(' ') << p.readAllStandardError();
+        return false;
+    }
+    if (out)
+        *out = p.readAllStandardOutput();
+    return true;
+}
+
+// A fragmented MP4 as the recorder writes it: H.264 plus AAC, index in the fragments.
+bool makeRecording(const QString& path, const QStringList& extra = {}, const QString& size = "320x240",
+                   const QStringList& videoOptions = {})
+{
+    QStringList args{
+        "-v",        "error", "-y", "-f",       "lavfi", "-i",      "testsrc2=s=" + size + ":d=3",
+        "-f",        "lavfi", "-i", "sine=d=3", "-c:v",  "libx264", "-preset",
+        "ultrafast", "-g",    "25"};
+    args << videoOptions << "-c:a"
+         << "aac" << extra << "-movflags"
+         << "frag_keyframe+empty_moov" << path;
+    return runTool("ffmpeg", args);
+}
+
+QJsonObject probe(const QString& path)
+{
+    QByteArray out;
+    if (!runTool("ffprobe",
+                 {"-v", "error", "-count_packets", "-show_streams", "-show_format", "-of", "json", path},
+                 &out))
+        return {};
+    return QJsonDocument::fromJson(out).object();
+}
+
+QStringList streamTypes(const QJsonObject& info)
+{
+    QStringList types;
+    for (const QJsonValue& s : info["streams"].toArray())
+        types << s["codec_type"].toString();
+    return types;
+}
+
+// Names of the top-level boxes in file order.
+QStringList topLevelBoxes(const QString& path)
+{
+    QFile f(path);
+    QStringList names;
+    if (!f.open(QIODevice::ReadOnly))
+        return names;
+    const QByteArray d = f.readAll();
+    qint64 pos = 0;
+    while (pos + 8 <= d.size()) {
+        quint64 size = (quint64(quint8(d[int(pos)])) << 24) | (quint8(d[int(pos + 1)]) << 16) |
+                       (quint8(d[int(pos + 2)]) << 8) | quint8(d[int(pos + 3)]);
+        names << QString::fromLatin1(d.mid(int(pos + 4), 4));
+        if (size == 1 && pos + 16 <= d.size()) {
+            size = 0;
+            for (int i = 0; i < 8; ++i)
+                size = (size << 8) | quint8(d[int(pos + 8 + i)]);
+        } else if (size == 0) {
+            break;
+        }
+        if (size < 8)
+            break;
+        pos += qint64(size);
+    }
+    return names;
+}
+
+struct ProgressLog
+{
+    QList<int> steps;
+    int cancelAt = -1;
+};
+
+int recordProgress(void* ctx, int step)
+{
+    auto* log = static_cast<ProgressLog*>(ctx);
+    log->steps << step;
+    return step == log->cancelAt ? -1 : 0;
+}
+
+// remuxFile on paths; a null log means no progress callback.
+int remux(const QString& in, const QString& out, ProgressLog* log = nullptr)
+{
+    return remuxFile(QFile::encodeName(in).constData(), QFile::encodeName(out).constData(), log,
+                     log ? recordProgress : nullptr);
+}
+
+} // namespace
+
+class TestRemux : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase()
+    {
+        QVERIFY(dir.isValid());
+        source = dir.filePath("rec.mp4");
+        QVERIFY(makeRecording(source));
+        QCOMPARE(topLevelBoxes(source).count("moof") > 1, true);
+        // Lossless video makes a file of several mebibytes for the progress steps.
+        bigSource = dir.filePath("big.mp4");
+        QVERIFY(makeRecording(bigSource, {}, "1280x720", {"-qp", "0"}));
+    }
+
+    void copiesIntoOrdinaryMp4WithIndexFirst()
+    {
+        const QString out = dir.filePath("copy.mp4");
+        ProgressLog log;
+        QCOMPARE(remux(source, out, &log), 0);
+        QCOMPARE(QString(remuxMessage()), QString());
+
+        const QStringList boxes = topLevelBoxes(out);
+        QVERIFY2(boxes.contains("moov") && boxes.contains("mdat"), qPrintable(boxes.join(',')));
+        QVERIFY2(boxes.indexOf("moov") < boxes.indexOf("mdat"), qPrintable(boxes.join(',')));
+        QVERIFY(!boxes.contains("moof"));
+
+        const QJsonObject in = probe(source), copy = probe(out);
+        QCOMPARE(streamTypes(copy), (QStringList{"video", "audio"}));
+        for (int i = 0; i < 2; ++i) {
+            const QJsonObject a = in["streams"].toArray()[i].toObject(),
+                              b = copy["streams"].toArray()[i].toObject();
+            QCOMPARE(b["codec_name"], a["codec_name"]);
+            QCOMPARE(b["nb_read_packets"], a["nb_read_packets"]);
+        }
+        QVERIFY(qAbs(copy["format"]["duration"].toString().toDouble() - 3.0) < 0.2);
+        // The whole file is decodable.
+        QVERIFY(runTool("ffmpeg", {"-v", "error", "-i", out, "-f", "null", "-"}));
+        // A file under a mebibyte gets one step.
+        QCOMPARE(log.steps, QList<int>{1});
+    }
+
+    void progressCountsMebibytes()
+    {
+        const QString out = dir.filePath("bigcopy.mp4");
+        ProgressLog log;
+        QCOMPARE(remux(bigSource, out, &log), 0);
+        const qint64 mib = 0x100000;
+        const qint64 mediaBytes = QFileInfo(bigSource).size();
+        QVERIFY2(mediaBytes > 3 * mib, qPrintable(QString::number(mediaBytes)));
+        QVERIFY(log.steps.size() >= 3);
+        QVERIFY(log.steps.size() <= (mediaBytes + mib - 1) / mib);
+        for (int i = 0; i < log.steps.size(); ++i)
+            QCOMPARE(log.steps[i], i + 1);
+        // Without a callback it works just the same.
+        QCOMPARE(remux(bigSource, out), 0);
+    }
+
+    void cancelReturnsTwoAndKeepsFile()
+    {
+        const QString out = dir.filePath("cancelled.mp4");
+        ProgressLog log;
+        log.cancelAt = 2;
+        QCOMPARE(remux(bigSource, out, &log), 2);
+        QCOMPARE(QString(remuxMessage()), QString("Interrupted by user: code:-1"));
+        QCOMPARE(log.steps, (QList<int>{1, 2}));
+        // The trailer is still written; removing the file is the caller's choice.
+        QVERIFY(QFile::exists(out));
+        QVERIFY(topLevelBoxes(out).contains("moov"));
+    }
+
+    void missingPathsSucceedWithMessage()
+    {
+        const QString out = dir.filePath("never.mp4");
+        QCOMPARE(remuxFile(nullptr, QFile::encodeName(out).constData(), nullptr, nullptr), 0);
+        QCOMPARE(QString(remuxMessage()), QString("Input file is not provided!"));
+        QCOMPARE(remuxFile(QFile::encodeName(source).constData(), nullptr, nullptr, nullptr), 0);
+        QCOMPARE(QString(remuxMessage()), QString("Output file is not provided!"));
+        QVERIFY(!QFile::exists(out));
+    }
+
+    void unreadableInputFails()
+    {
+        const QString missing = dir.filePath("nothere.mp4");
+        const QString out = dir.filePath("never2.mp4");
+        QCOMPARE(remux(missing, out), 1);
+        QCOMPARE(
+            QString(remuxMessage()),
+            QString("Could not open input file '%1': error:-2 (\"No such file or directory\")").arg(missing));
+        QVERIFY(!QFile::exists(out));
+
+        const QString junk = dir.filePath("junk.mp4");
+        QFile f(junk);
+        QVERIFY(f.open(QIODevice::WriteOnly));
+        f.write(QByteArray(4096, 'x'));
+        f.close();
+        QCOMPARE(remux(junk, out), 1);
+        QVERIFY(
+            QString(remuxMessage()).startsWith(QString("Could not open input file '%1': error:").arg(junk)));
+        // The source is never touched.
+        QCOMPARE(QFileInfo(junk).size(), 4096);
+    }
+
+    void unwritableOutputFails()
+    {
+        const QString out = dir.filePath("no/such/folder/out.mp4");
+        QCOMPARE(remux(source, out), 1);
+        QCOMPARE(
+            QString(remuxMessage()),
+            QString("Could not open output file '%1': error:-2 (\"No such file or directory\")").arg(out));
+    }
+
+    void codecTheContainerRefusesFails()
+    {
+        // The input demuxer also reads QuickTime files, which may carry PCM
+        // sound that an MP4 cannot: the header is refused, the run fails.
+        const QString mov = dir.filePath("pcm.mov");
+        QVERIFY(runTool("ffmpeg", {"-v", "error", "-y", "-f", "lavfi", "-i", "testsrc2=s=160x120:d=1", "-f",
+                                   "lavfi", "-i", "sine=d=1", "-c:v", "libx264", "-c:a", "pcm_s16le", mov}));
+        const QString out = dir.filePath("pcm-copy.mp4");
+        QCOMPARE(remux(mov, out), 1);
+        QVERIFY2(QString(remuxMessage()).startsWith("Error occurred when writing output file: error:"),
+                 remuxMessage());
+    }
+
+    void dataStreamIsDropped()
+    {
+        // A timecode track is a data stream with one packet.
+        const QString withData = dir.filePath("timecode.mp4");
+        QVERIFY(makeRecording(withData, {"-timecode", "01:00:00:00", "-write_tmcd", "1"}));
+        QCOMPARE(streamTypes(probe(withData)), (QStringList{"video", "audio", "data"}));
+
+        const QString out = dir.filePath("timecode-copy.mp4");
+        QCOMPARE(remux(withData, out), 0);
+        const QJsonObject copy = probe(out);
+        QCOMPARE(streamTypes(copy), (QStringList{"video", "audio"}));
+        QCOMPARE(copy["streams"].toArray()[0].toObject()["nb_read_packets"].toString(), QString("75"));
+    }
+
+private:
+    QTemporaryDir dir;
+    QString source;
+    QString bigSource;
+};
+
+QTEST_GUILESS_MAIN(TestRemux)
+#include "test_remux.moc"

@@ -1,0 +1,323 @@
+// The preview creator fed the way the capture thread feeds it: real decoded
+// frames of a lavfi test source, every fifth frame from the fifteenth on.
+
+#include "GifTestReader.h"
+#include "ffThumbCreator.h"
+
+#include <QElapsedTimer>
+#include <QImageReader>
+#include <QTemporaryDir>
+#include <QtTest>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavdevice/avdevice.h>
+#include <libavformat/avformat.h>
+#include <libavutil/frame.h>
+}
+
+namespace {
+
+// Decodes frames of a lavfi source one by one.
+class LavfiSource
+{
+public:
+    explicit LavfiSource(const char* graph)
+    {
+        avdevice_register_all();
+        if (avformat_open_input(&input, graph, av_find_input_format("lavfi"), nullptr) < 0)
+            return;
+        if (avformat_find_stream_info(input, nullptr) < 0)
+            return;
+        const AVCodecParameters* par = input->streams[0]->codecpar;
+        const AVCodec* codec = avcodec_find_decoder(par->codec_id);
+        decoder = avcodec_alloc_context3(codec);
+        avcodec_parameters_to_context(decoder, par);
+        if (avcodec_open2(decoder, codec, nullptr) < 0)
+            avcodec_free_context(&decoder);
+        packet = av_packet_alloc();
+        frame = av_frame_alloc();
+    }
+    ~LavfiSource()
+    {
+        av_frame_free(&frame);
+        av_packet_free(&packet);
+        avcodec_free_context(&decoder);
+        avformat_close_input(&input);
+    }
+    bool isOpen() const { return decoder != nullptr; }
+    int width() const { return decoder->width; }
+    int height() const { return decoder->height; }
+    AVPixelFormat format() const { return decoder->pix_fmt; }
+
+    // The next decoded frame, owned by the source, or null at the end.
+    AVFrame* next()
+    {
+        av_frame_unref(frame);
+        while (true) {
+            if (avcodec_receive_frame(decoder, frame) == 0)
+                return frame;
+            if (av_read_frame(input, packet) < 0)
+                return nullptr;
+            const int sent = avcodec_send_packet(decoder, packet);
+            av_packet_unref(packet);
+            if (sent < 0)
+                return nullptr;
+        }
+    }
+
+private:
+    AVFormatContext* input = nullptr;
+    AVCodecContext* decoder = nullptr;
+    AVPacket* packet = nullptr;
+    AVFrame* frame = nullptr;
+};
+
+bool waitFor(const std::function<bool()>& done, int ms)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (!done()) {
+        if (timer.elapsed() > ms)
+            return false;
+        QThread::msleep(5);
+    }
+    return true;
+}
+
+void startCreator(ffThumbCreator& tc, const QString& dir)
+{
+    tc.dir = dir;
+    tc.gifName = "rec.mp4.gif";
+    tc.jpgName = "rec.mp4.jpg";
+    tc.start(QThread::LowPriority);
+    QVERIFY(waitFor([&] { return tc.running == 1; }, 5000));
+}
+
+// Frames of pseudo-random colour noise: the worst case for the animation's size.
+AVFrame* noiseFrame(int w, int h, quint32 seed)
+{
+    AVFrame* f = av_frame_alloc();
+    f->width = w;
+    f->height = h;
+    f->format = AV_PIX_FMT_BGR0;
+    av_frame_get_buffer(f, 0);
+    for (int y = 0; y < h; ++y) {
+        uint8_t* row = f->data[0] + y * f->linesize[0];
+        for (int x = 0; x < w * 4; ++x) {
+            seed = seed * 1664525u + 1013904223u;
+            row[x] = uint8_t(seed >> 24);
+        }
+    }
+    return f;
+}
+
+bool endsWithTrailer(const QString& path)
+{
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) && f.size() > 0 && f.readAll().endsWith(';');
+}
+
+} // namespace
+
+class TestThumbCreator : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    // Every case gets a folder of its own.
+    void init()
+    {
+        tempDir.reset(new QTemporaryDir());
+        QVERIFY(tempDir->isValid());
+    }
+
+    void sizeRule_data()
+    {
+        QTest::addColumn<QSize>("capture");
+        QTest::addColumn<QSize>("preview");
+        QTest::newRow("4k") << QSize(3840, 2160) << QSize(1280, 720);
+        QTest::newRow("full hd") << QSize(1920, 1080) << QSize(960, 540);
+        QTest::newRow("largest half") << QSize(2048, 1600) << QSize(1024, 800);
+        QTest::newRow("too wide for half") << QSize(2050, 1600) << QSize(683, 533);
+        QTest::newRow("too tall for half") << QSize(1000, 1602) << QSize(333, 534);
+        QTest::newRow("odd") << QSize(1365, 767) << QSize(682, 383);
+    }
+    void sizeRule()
+    {
+        QFETCH(QSize, capture);
+        QFETCH(QSize, preview);
+        QCOMPARE(ffThumbCreator::previewSize(capture.width(), capture.height()), preview);
+        ffThumbCreator tc(nullptr, 15, capture.width(), capture.height(), AV_PIX_FMT_BGR0);
+        QCOMPARE(QSize(tc.dstWidth, tc.dstHeight), preview);
+        QCOMPARE(tc.dstLinesize[0], preview.width() * 4);
+    }
+
+    void previewsOfARecording()
+    {
+        LavfiSource src("testsrc2=size=640x360:rate=25");
+        QVERIFY(src.isOpen());
+        auto* tc = new ffThumbCreator(nullptr, 15, src.width(), src.height(), src.format());
+        startCreator(*tc, dir().path());
+
+        // Like the capture thread at 25 frames per second.
+        for (int n = 0; n <= 90; ++n) {
+            AVFrame* frame = src.next();
+            QVERIFY(frame);
+            if (n % 5 == 0 && n / 5 >= 3 && n / 5 <= 18)
+                tc->passFrameToThumbCreator(frame);
+            if (n == 90)
+                tc->finish();
+            QThread::msleep(40);
+        }
+        QCOMPARE(tc->collected, 16);
+        tc->setPriority(QThread::HighestPriority);
+        QVERIFY(tc->wait(10000));
+        QCOMPARE(tc->processed, 16);
+        delete tc;
+
+        QImageReader jpg(dir().filePath("rec.mp4.jpg"));
+        QCOMPARE(jpg.format(), QByteArray("jpeg"));
+        const QImage still = jpg.read();
+        QCOMPARE(still.size(), QSize(320, 180));
+
+        const QString gifPath = dir().filePath("rec.mp4.gif");
+        QVERIFY(endsWithTrailer(gifPath));
+        QImageReader gif(gifPath, "gif");
+        QCOMPARE(gif.size(), QSize(320, 180));
+        QCOMPARE(gif.imageCount(), 16);
+        const QImage firstFrame = gif.read().convertToFormat(QImage::Format_RGB32);
+        QCOMPARE(gif.nextImageDelay(), 200);
+        QCOMPARE(firstFrame.size(), QSize(320, 180));
+
+        // The still and the first animation frame show the same picture.
+        const QImage stillRgb = still.convertToFormat(QImage::Format_RGB32);
+        long long diff = 0;
+        for (int y = 0; y < 180; ++y)
+            for (int x = 0; x < 320; ++x) {
+                const QRgb a = stillRgb.pixel(x, y), b = firstFrame.pixel(x, y);
+                diff += qAbs(qRed(a) - qRed(b)) + qAbs(qGreen(a) - qGreen(b)) + qAbs(qBlue(a) - qBlue(b));
+            }
+        QVERIFY2(diff / (320 * 180 * 3) < 20, qPrintable(QString::number(diff / (320 * 180 * 3))));
+
+        const GifTestFile parsed = GifTestReader::read(gifPath);
+        QVERIFY(parsed.wellFormed);
+        QCOMPARE(parsed.frames.size(), 16);
+        for (const GifTestFrame& f : parsed.frames)
+            QCOMPARE(f.delay, 20);
+    }
+
+    void wrongFramesAreIgnored()
+    {
+        LavfiSource src("testsrc2=size=320x240:rate=25");
+        QVERIFY(src.isOpen());
+        ffThumbCreator tc(nullptr, 15, 640, 480, src.format());
+        // Before the thread runs nothing is taken.
+        tc.passFrameToThumbCreator(src.next());
+        QCOMPARE(tc.collected, 0);
+        startCreator(tc, dir().path());
+        tc.passFrameToThumbCreator(src.next()); // 320x240 into a 640x480 creator
+        AVFrame* empty = av_frame_alloc();
+        empty->width = 640;
+        empty->height = 480;
+        tc.passFrameToThumbCreator(empty); // no data
+        av_frame_free(&empty);
+        QCOMPARE(tc.collected, 0);
+        tc.finish();
+        QVERIFY(tc.wait(5000));
+        QCOMPARE(tc.processed, 0);
+        // No frames: a GIF of no frames and no JPEG.
+        QVERIFY(!QFile::exists(dir().filePath("rec.mp4.jpg")));
+        const GifTestFile parsed = GifTestReader::read(dir().filePath("rec.mp4.gif"));
+        QVERIFY(parsed.wellFormed);
+        QCOMPARE(parsed.frames.size(), 0);
+    }
+
+    void animationIsCappedInSize()
+    {
+        const int w = 1920, h = 1080;
+        auto* tc = new ffThumbCreator(nullptr, 15, w, h, AV_PIX_FMT_BGR0);
+        startCreator(*tc, dir().path());
+        for (int i = 0; i < 16; ++i) {
+            AVFrame* f = noiseFrame(w, h, quint32(i + 1));
+            tc->passFrameToThumbCreator(f);
+            av_frame_free(&f);
+            if (i == 0)
+                QVERIFY(waitFor([&] { return tc->processed == 1; }, 10000));
+        }
+        tc->finish();
+        QVERIFY(tc->wait(60000));
+        const int processed = tc->processed;
+        delete tc;
+
+        const QString gifPath = dir().filePath("rec.mp4.gif");
+        const qint64 size = QFileInfo(gifPath).size();
+        QVERIFY2(processed > 1 && processed < 16, qPrintable(QString::number(processed)));
+        QVERIFY2(size > ffThumbCreator::kMaxGifBytes, qPrintable(QString::number(size)));
+        // It stops at the first frame that crosses the limit.
+        QVERIFY(size - qint64(size / processed) <= ffThumbCreator::kMaxGifBytes);
+        QVERIFY(endsWithTrailer(gifPath));
+        QCOMPARE(GifTestReader::read(gifPath).frames.size(), processed);
+        QVERIFY(QFile::exists(dir().filePath("rec.mp4.jpg")));
+    }
+
+    void deletedWhileRunningLeavesValidFiles()
+    {
+        LavfiSource src("testsrc2=size=400x300:rate=25");
+        QVERIFY(src.isOpen());
+        auto* tc = new ffThumbCreator(nullptr, 15, src.width(), src.height(), src.format());
+        startCreator(*tc, dir().path());
+        tc->passFrameToThumbCreator(src.next());
+        QVERIFY(waitFor([&] { return tc->processed == 1; }, 10000));
+        tc->passFrameToThumbCreator(src.next());
+        delete tc; // deleted before anyone asked it to finish
+
+        const QString gifPath = dir().filePath("rec.mp4.gif");
+        QVERIFY(endsWithTrailer(gifPath));
+        const GifTestFile parsed = GifTestReader::read(gifPath);
+        QVERIFY(parsed.wellFormed);
+        QVERIFY(parsed.frames.size() >= 1);
+        QCOMPARE(QImageReader(dir().filePath("rec.mp4.jpg")).size(), QSize(200, 150));
+    }
+
+    void terminatedThreadStillEndsGif()
+    {
+        // Big noisy frames keep the thread busy longer than the destructor
+        // waits, so it is terminated and the file is closed for it.
+        const int w = 1920, h = 1080;
+        auto* tc = new ffThumbCreator(nullptr, 15, w, h, AV_PIX_FMT_BGR0);
+        startCreator(*tc, dir().path());
+        for (int i = 0; i < 6; ++i) {
+            AVFrame* f = noiseFrame(w, h, quint32(100 + i));
+            tc->passFrameToThumbCreator(f);
+            av_frame_free(&f);
+        }
+        QVERIFY(waitFor([&] { return tc->processed >= 1; }, 10000));
+        delete tc;
+        QVERIFY(endsWithTrailer(dir().filePath("rec.mp4.gif")));
+    }
+
+    void unwritableGifStillGivesJpeg()
+    {
+        LavfiSource src("testsrc2=size=320x200:rate=25");
+        QVERIFY(src.isOpen());
+        ffThumbCreator tc(nullptr, 15, src.width(), src.height(), src.format());
+        tc.gifName = "no/such/folder/rec.gif";
+        tc.jpgName = "rec.jpg";
+        tc.dir = dir().path();
+        tc.start();
+        QVERIFY(waitFor([&] { return tc.running == 1; }, 5000));
+        tc.passFrameToThumbCreator(src.next());
+        QVERIFY(waitFor([&] { return tc.processed == 1; }, 10000));
+        tc.finish();
+        QVERIFY(tc.wait(5000));
+        QCOMPARE(QImageReader(dir().filePath("rec.jpg")).size(), QSize(160, 100));
+    }
+
+private:
+    std::unique_ptr<QTemporaryDir> tempDir;
+    QTemporaryDir& dir() { return *tempDir; }
+};
+
+QTEST_GUILESS_MAIN(TestThumbCreator)
+#include "test_thumbcreator.moc"

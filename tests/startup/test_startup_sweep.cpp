@@ -1,0 +1,238 @@
+// The sweep of files older versions left behind, the start flags, and the
+// updater's clean-up of files moved aside by an update.
+#include "FvUpdater.h"
+#include "ObsoleteFiles.h"
+#include "SettingsManager.h"
+#include "StartOptions.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QtTest>
+
+namespace {
+QStringList g_log;
+
+void collect(QtMsgType, const QMessageLogContext&, const QString& text)
+{
+    g_log << text;
+}
+
+void touch(const QString& path)
+{
+    QDir().mkpath(QFileInfo(path).path());
+    QFile f(path);
+    QVERIFY(f.open(QIODevice::WriteOnly));
+    f.write("x");
+}
+
+ObsoleteList fileList(const char* line, const QStringList& rows)
+{
+    return { ObsoleteList::Files, ObsoleteList::FileTrigger, line, rows };
+}
+} // namespace
+
+class TestStartupSweep : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init()
+    {
+        g_log.clear();
+        qInstallMessageHandler(collect);
+    }
+    void cleanup() { qInstallMessageHandler(nullptr); }
+
+    void listWithoutTriggerIsLeftAlone()
+    {
+        QTemporaryDir base;
+        touch(base.filePath("qml/Old/second.so"));
+        const QVector<ObsoleteList> lists = { fileList("[main]: removing .pdb files",
+                                                       { "qml/Old/first.so", "qml/Old/second.so" }) };
+        QVERIFY(!sweepObsoleteInstallFiles(lists, base.path()));
+        QVERIFY(QFile::exists(base.filePath("qml/Old/second.so")));
+        QVERIFY(g_log.isEmpty());
+    }
+
+    void triggeredListRemovesWhatExists()
+    {
+        QTemporaryDir base;
+        touch(base.filePath("libavcodec.so.57"));
+        touch(base.filePath("sub/libavutil.so.55"));
+        touch(base.filePath("keep.so"));
+        const QVector<ObsoleteList> lists = { fileList(
+            "[main]: removing old libav*.dll files", { "libavcodec.so.57", "missing.so", "sub/libavutil.so.55" }) };
+        QVERIFY(sweepObsoleteInstallFiles(lists, base.path())); // the last list was triggered and cleared
+        QVERIFY(!QFile::exists(base.filePath("libavcodec.so.57")));
+        QVERIFY(!QFile::exists(base.filePath("sub/libavutil.so.55")));
+        QVERIFY(QFile::exists(base.filePath("keep.so")));
+        QCOMPARE(g_log, QStringList({ "[main]: removing old libav*.dll files", "[DBC]: debug files removed:  2 / 3" }));
+    }
+
+    void entryThatCannotBeRemovedIsRenamed()
+    {
+        // A folder standing where a file is listed can't be unlinked, but can
+        // be moved aside: that counts as done and asks nothing.
+        QTemporaryDir base;
+        touch(base.filePath("busy.so/inside"));
+        QVERIFY(removeObsoleteFiles({ "busy.so" }, false, base.path()));
+        QVERIFY(!QFile::exists(base.filePath("busy.so")));
+        QVERIFY(QFile::exists(base.filePath("busy.so.oldversion/inside")));
+        QCOMPARE(g_log, QStringList({ "[DBC]: failed to remove: \"busy.so\"", "[DBC]: debug files removed:  1 / 1" }));
+
+        // When the moved-aside name is taken as well, both failures are logged,
+        // the entry stays and the result says so.
+        g_log.clear();
+        touch(base.filePath("busy.so/again"));
+        QVERIFY(!removeObsoleteFiles({ "busy.so" }, false, base.path()));
+        QVERIFY(QFile::exists(base.filePath("busy.so/again")));
+        QCOMPARE(g_log, QStringList({ "[DBC]: failed to remove: \"busy.so\"", "[DBC]: failed to rename: \"busy.so\"",
+                                      "[DBC]: debug files removed:  0 / 1" }));
+    }
+
+    void oldCopiesRemovesTheMovedAsideFiles()
+    {
+        QTemporaryDir base;
+        touch(base.filePath("lib.so"));
+        touch(base.filePath("lib.so.oldversion"));
+        QVERIFY(removeObsoleteFiles({ "lib.so" }, true, base.path()));
+        QVERIFY(QFile::exists(base.filePath("lib.so")));
+        QVERIFY(!QFile::exists(base.filePath("lib.so.oldversion")));
+    }
+
+    void folderListsAndTheirTriggers()
+    {
+        QTemporaryDir base;
+        // A file named like the trigger folder doesn't trigger a folder-tested list.
+        touch(base.filePath("QtQuick"));
+        touch(base.filePath("scenegraph/a.so"));
+        const ObsoleteList byDir = { ObsoleteList::Folders, ObsoleteList::DirTrigger, "[main]: removing qt5 dirs",
+                                     { "QtQuick", "scenegraph" } };
+        QVERIFY(!obsoleteListTriggered(byDir, base.path()));
+
+        // The last list triggers by existence of any kind; clearing it asks for a restart.
+        touch(base.filePath("QtGraphicalEffects/x.qml"));
+        touch(base.filePath("QtMultimedia/y.qml"));
+        const ObsoleteList last = { ObsoleteList::Folders, ObsoleteList::FileTrigger,
+                                    "[main]: removing unneeded directories", { "QtGraphicalEffects", "QtMultimedia" } };
+        QVERIFY(sweepObsoleteInstallFiles({ byDir, last }, base.path()));
+        QVERIFY(!QFile::exists(base.filePath("QtGraphicalEffects")));
+        QVERIFY(!QFile::exists(base.filePath("QtMultimedia")));
+        QVERIFY(QFile::exists(base.filePath("scenegraph/a.so")));
+        QVERIFY(g_log.contains("[DBC]: debug dirs removed:  2 / 2"));
+
+        // Once swept, a later start finds no trigger and does nothing.
+        g_log.clear();
+        QVERIFY(!sweepObsoleteInstallFiles({ byDir, last }, base.path()));
+        QVERIFY(g_log.isEmpty());
+    }
+
+    void shippedListsFollowTheSweepOrder()
+    {
+        const QVector<ObsoleteList>& lists = obsoleteInstallLists();
+        QCOMPARE(lists.size(), 11);
+        const char* lines[] = { "[main]: removing .pdb files",        "[main]: removing d.dll files",
+                                "[main]: removing old libav*.dll files", "[main]: removing .pdb files",
+                                "[main]: removing d.dll files",        "[main]: removing qml files",
+                                "[main]: removing qt5 files",          "[main]: removing qt5 dirs",
+                                "[main]: removing .dll files",         "[main]: removing qml files",
+                                "[main]: removing unneeded directories" };
+        for (int i = 0; i < 11; ++i) {
+            QCOMPARE(QByteArray(lists[i].logLine), QByteArray(lines[i]));
+            QVERIFY(!lists[i].rows.isEmpty());
+            const bool folders = (i == 7 || i == 10);
+            QCOMPARE(lists[i].kind == ObsoleteList::Folders, folders);
+            QCOMPARE(lists[i].trigger == ObsoleteList::DirTrigger, i == 7);
+        }
+        // Nothing of this build's own folder is on any list.
+        QTemporaryDir empty;
+        QVERIFY(!sweepObsoleteInstallFiles(lists, empty.path()));
+        QVERIFY(!sweepObsoleteInstallFiles(lists, QCoreApplication::applicationDirPath()));
+    }
+
+    void startFlagsAndVariables()
+    {
+        qputenv("KVD_ORLUNE_DELAYED", "1");
+        qputenv("KVD_ORLUNE_RMOLDVERSION", "2");
+        qunsetenv("QTWEBENGINE_REMOTE_DEBUGGING");
+        StartOptions o = StartOptions::fromArgumentsAndEnvironment({ "orlune" });
+        QVERIFY(o.delayed);
+        QVERIFY(o.rmOldVersion);
+        // Children of this process start normally.
+        QCOMPARE(qgetenv("KVD_ORLUNE_DELAYED"), QByteArray("0"));
+        QCOMPARE(qgetenv("KVD_ORLUNE_RMOLDVERSION"), QByteArray("0"));
+
+        o = StartOptions::fromArgumentsAndEnvironment({ "orlune" });
+        QVERIFY(!o.delayed);
+
+        qputenv("KVD_ORLUNE_DELAYED", "yes"); // not a number above 0
+        o = StartOptions::fromArgumentsAndEnvironment({ "orlune", "-rmoldversion" });
+        QVERIFY(!o.delayed);
+        QVERIFY(!o.webDebug);
+        QVERIFY(!qEnvironmentVariableIsSet("QTWEBENGINE_REMOTE_DEBUGGING"));
+
+        // Flags match whole arguments only.
+        o = StartOptions::fromArgumentsAndEnvironment({ "orlune", "--delayed", "-webdebugx", "-delayed" });
+        QVERIFY(o.delayed);
+        QVERIFY(!o.webDebug);
+
+        o = StartOptions::fromArgumentsAndEnvironment({ "orlune", "-webdebug", "-console" });
+        QVERIFY(o.webDebug);
+        QVERIFY(o.console);
+        QCOMPARE(qgetenv("QTWEBENGINE_REMOTE_DEBUGGING"), QByteArray("54321"));
+    }
+
+    void updaterInitSweepsMovedAsideFiles()
+    {
+        const QString dir = QCoreApplication::applicationDirPath() + QStringLiteral("/oldversion-probe");
+        QDir(dir).removeRecursively();
+        touch(dir + "/a.so.oldversion");
+        touch(dir + "/deep/b.qml.oldversion2");
+        touch(dir + "/c.oldversion.txt");
+        touch(dir + "/d.so");
+
+        SettingsManager* settings = SettingsManager::instance();
+        FvUpdater::init(settings, settings);
+        QVERIFY(FvUpdater::sharedUpdater());
+        QVERIFY(!QFile::exists(dir + "/a.so.oldversion"));
+        QVERIFY(!QFile::exists(dir + "/deep/b.qml.oldversion2"));
+        QVERIFY(QFile::exists(dir + "/c.oldversion.txt"));
+        QVERIFY(QFile::exists(dir + "/d.so"));
+
+        // A second init only warns.
+        FvUpdater* before = FvUpdater::sharedUpdater();
+        g_log.clear();
+        FvUpdater::init(settings, settings);
+        QCOMPARE(FvUpdater::sharedUpdater(), before);
+        QVERIFY(g_log.contains("[FvUpdater] Already initialized."));
+        QDir(dir).removeRecursively();
+    }
+
+    void unreadableUpdateMetadataIsDropped()
+    {
+        SettingsManager* settings = SettingsManager::instance();
+        FvUpdater::init(settings, settings);
+        FvUpdater* updater = FvUpdater::sharedUpdater();
+        const QString zip = updater->updateFilePath();
+        QCOMPARE(zip, QCoreApplication::applicationDirPath() + QStringLiteral("/update.zip"));
+
+        // Fewer than three fields: not a download that finished.
+        touch(zip);
+        QFile meta(zip + ".metadata");
+        QVERIFY(meta.open(QIODevice::WriteOnly));
+        meta.write("5.0.32;1234");
+        meta.close();
+        updater->InstallUpdateFromDownloadedFile(true);
+        QVERIFY(!QFile::exists(zip));
+        QVERIFY(!QFile::exists(zip + ".metadata"));
+
+        // No package at all: logged, nothing else.
+        g_log.clear();
+        updater->InstallUpdateFromDownloadedFile(true);
+        QVERIFY(!g_log.filter("error opening file: ").isEmpty());
+    }
+};
+
+QTEST_MAIN(TestStartupSweep)
+#include "test_startup_sweep.moc"

@@ -1,0 +1,4 @@
+#pragma once
+
+// The shared enumerations of namespace Common, as the interface code includes them.
+#include "CommonTypes.h"

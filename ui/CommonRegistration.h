@@ -1,0 +1,4 @@
+#pragma once
+
+// Publishes namespace Common to QML as the uncreatable module "Common" 1.0.
+void registerCommonType();

@@ -1,0 +1,578 @@
+#include "AppController.h"
+
+#include "FvUpdater.h"
+#include "Logging.h"
+#include "MachineProfile.h"
+#include "MediaDatabase.h"
+#include "SettingsManager.h"
+#include "UploadQueue.h"
+#include "ffmpegMux.h"
+
+extern "C" {
+#include <libavdevice/avdevice.h>
+#include <libavformat/avformat.h>
+}
+
+#include <QCoreApplication>
+#include <QDateTime>
+#include <QDebug>
+#include <QFile>
+#include <QGuiApplication>
+#include <QCameraDevice>
+#include <QMediaDevices>
+#include <QNetworkAccessManager>
+#include <QNetworkInformation>
+#include <QSysInfo>
+#include <QSystemTrayIcon>
+
+#include <chrono>
+#include <cstdlib>
+#include <thread>
+
+namespace {
+// Below this much available physical memory the webcam is muted.
+constexpr quint64 kLowRamBytes = 157286400; // 150 MiB
+constexpr int kUpdateInterval = 10800000;   // 3 hours of inactivity
+constexpr int kSkinDelay = 5000;
+} // namespace
+
+AppController::AppController(QObject* parent)
+    : QObject(parent)
+{
+    QNetworkInformation::loadDefaultBackend();
+
+    // Timers without a parent: the destructor releases them in its own order.
+    tickTimer = new QTimer();
+    alevelTimer = new QTimer();
+    skinTimer = new QTimer();
+    skinTimer->setSingleShot(true);
+    skinTimer->setInterval(kSkinDelay);
+    updateTimer = new QTimer();
+    serviceNetwork = new QNetworkAccessManager();
+    proxyTestNetwork = new QNetworkAccessManager(this);
+    proxyTestTimer = new QTimer(this);
+    proxyTestTimer->setSingleShot(true);
+    nextLevelUpdate = QTime::currentTime();
+
+    // The start/stop and secondary hot keys join here with the hot key backend.
+
+    connect(updateTimer, &QTimer::timeout, this, &AppController::processUpdateFile);
+    updateTimer->start(kUpdateInterval);
+    connect(skinTimer, &QTimer::timeout, this, &AppController::toggleSkinType);
+    installEventFilter(this);
+
+    // The proxy settings' signals join here with the proxy handling.
+    connect(SettingsManager::instance(), SIGNAL(autoUploadChanged(bool)), this, SLOT(toggleAutoUpload(bool)));
+
+    muteCameraIfLowRam("[AC]: startup -> Low RAM, webcam muted automatically");
+    // Playback devices are counted and their watcher started here with the device backend.
+}
+
+AppController::~AppController()
+{
+    qDebug() << "~AppController";
+    removeEventFilter(this);
+    if (uploader) {
+        uploader->is_running = 0;
+        disconnect(uploader, SIGNAL(uploadFinished(int)), this, SLOT(uploadFinished(int)));
+        disconnect(uploader, SIGNAL(uploadFileDone(unsigned int)), this, SLOT(uploadFileDone(uint)));
+        disconnect(uploader, SIGNAL(gotRemoveFileCall(QString, QString, unsigned int)), this,
+                   SLOT(gotRemoveFileCall(QString, QString, uint)));
+        disconnect(uploader, SIGNAL(showAuthMessage(QString, QString)), this,
+                   SLOT(showAuthMessage(QString, QString)));
+        uploader->setParent(nullptr);
+        uploader->deleteLater();
+        qDebug() << "wait uploader thread...";
+        uploader = nullptr;
+    }
+    closeDatabase();
+    delete startStopHotkey;
+    delete secondaryHotkey;
+    delete escHotkey;
+    startStopHotkey = secondaryHotkey = escHotkey = nullptr;
+    delete micWatcher;
+    micWatcher = nullptr;
+    delete playbackWatcher;
+    playbackWatcher = nullptr;
+    ui.reset();
+    uiPtr = nullptr;
+
+    // The rest in reverse order of declaration. The session thread is not
+    // waited for: a running one ends with the process.
+    delete tickTimer;
+    tickTimer = nullptr;
+    delete serviceNetwork;
+    serviceNetwork = nullptr;
+    delete updateTimer;
+    updateTimer = nullptr;
+    delete skinTimer;
+    skinTimer = nullptr;
+    delete alevelTimer;
+    alevelTimer = nullptr;
+}
+
+bool AppController::eventFilter(QObject* watched, QEvent* event)
+{
+    // Any activity of the controller postpones the idle-time update work.
+    if (updateTimer)
+        updateTimer->start();
+    return false;
+}
+
+ISettingsReader* AppController::settings() const
+{
+    return SettingsManager::instance();
+}
+
+ISettingsWriter* AppController::settingsWriter() const
+{
+    return SettingsManager::instance();
+}
+
+bool AppController::callUi(const char* member, QGenericArgument a0, QGenericArgument a1, QGenericArgument a2,
+                           QGenericArgument a3, QGenericArgument a4, QGenericArgument a5)
+{
+    if (!uiPtr)
+        return false;
+    return QMetaObject::invokeMethod(uiPtr, member, Qt::DirectConnection, a0, a1, a2, a3, a4, a5);
+}
+
+bool AppController::ramLow()
+{
+    quint64 total = 0, available = 0;
+    return memoryStatus(total, available) && available < kLowRamBytes;
+}
+
+void AppController::muteCameraIfLowRam(const char* logLine)
+{
+    if (ramLow() && !settings()->readSettingBool("mute_camera")) {
+        settingsWriter()->writeSetting("mute_camera", true);
+        qDebug() << logLine;
+    }
+}
+
+bool AppController::isAutoUploadActive()
+{
+    return settings()->readSettingBool("auto_upload") && settings()->readSettingBool("is_authenticated_user");
+}
+
+void AppController::runTasks()
+{
+    qDebug() << "[AC]:" << "runTasks";
+    coder = new ffmpegMux();
+    connect(coder, SIGNAL(recordingFailed(int)), this, SLOT(handleRecordFail(int)));
+    connect(coder, SIGNAL(recordingDone(int)), this, SLOT(handleRecordDone(int)));
+    connect(coder, SIGNAL(recordingStarted(int)), this, SLOT(handleRecordingStarted(int)));
+    connect(coder, SIGNAL(updateLevelDuration(qlonglong, double)), this,
+            SLOT(handleUpdateLevelDuration(qlonglong, double)));
+    connect(coder, SIGNAL(recordingAudioFails(int)), this, SLOT(handleRecordingAudioFails(int)));
+    connect(coder, SIGNAL(AudioPopup(int, QString)), this, SLOT(handleAudioPopup(int, QString)));
+
+    const QString appDir = QCoreApplication::applicationDirPath();
+    qDebug() << "Orlune application path:" << appDir;
+    qDebug() << "QtWebEngineProcess exists in Orlune directory:" << QFile::exists(appDir + "/QtWebEngineProcess");
+    const QByteArray webEnginePath = qgetenv("QTWEBENGINEPROCESS_PATH");
+    if (webEnginePath.isEmpty())
+        qDebug() << "QTWEBENGINEPROCESS_PATH environment variable is not set in the system";
+    else
+        qDebug() << "QTWEBENGINEPROCESS_PATH:" << webEnginePath;
+    qDebug() << "Operating system:" << QSysInfo::prettyProductName() << "kernel version:" << QSysInfo::kernelVersion();
+
+    logWebEngineSetup();
+
+    if (QNetworkInformation* info = QNetworkInformation::instance())
+        connect(info, &QNetworkInformation::reachabilityChanged, this, &AppController::reachabilityChanged);
+
+    uploader = UploadQueue::instance();
+    uploader->setParent(this);
+    uploader->init(settings(), settingsWriter());
+    // The web bridge (apiCalls) and the interface controller (ui) are created
+    // here once they exist; until then every step that uses them is skipped.
+    callUi("setLoginState", Q_ARG(int, 2));
+    callUi("setEnableUpdateApp", Q_ARG(bool, false));
+    callUi("setDwmIsCompositionEnabled", Q_ARG(bool, isDwmCompositionEnabled()));
+    callUi("loadMainUI");
+
+    QTimer::singleShot(100, this, &AppController::runSuitabilityPass);
+
+    if (apiCalls)
+        connect(apiCalls, SIGNAL(activateUploader()), this, SLOT(activateUploader()));
+    uploader->isRecording = false;
+    connect(uploader, SIGNAL(uploadFinished(int)), this, SLOT(uploadFinished(int)));
+    connect(uploader, SIGNAL(uploadFileDone(unsigned int)), this, SLOT(uploadFileDone(uint)));
+    connect(uploader, SIGNAL(gotRemoveFileCall(QString, QString, unsigned int)), this,
+            SLOT(gotRemoveFileCall(QString, QString, uint)));
+    connect(uploader, SIGNAL(showAuthMessage(QString, QString)), this, SLOT(showAuthMessage(QString, QString)));
+
+    Logging::routeFfmpegLog();
+    avdevice_register_all();
+    avformat_network_init();
+
+    uploader->setUserCredentials(settings()->readSettingStr("login"), settings()->readSettingStr("password"),
+                                 settings()->readSettingStr("salt"));
+    uploader->setFilesPath(settings()->readSettingStr("files_path"));
+
+    alevelMon = nullptr;
+    micMonitor = nullptr;
+    tickTimer->setInterval(1000);
+    tickTimer->setSingleShot(true);
+    connect(tickTimer, &QTimer::timeout, this, &AppController::tick);
+    tickTimer->start();
+
+    if (settings()->readSettingBool("is_first_start")) {
+        callUi("showFirstDialogSignal");
+        settingsWriter()->writeSetting("is_first_start", false);
+    }
+
+    QString openH264Version;
+    checkForOpenH264Version(openH264Version);
+    // The microphone and camera lists are read here once device enumeration exists.
+
+    connect(alevelTimer, &QTimer::timeout, this, &AppController::alevelUpdater);
+    alevelTimer->setInterval(2000);
+    alevelTimer->start();
+    levelsTimer.setInterval(50);
+    connect(&levelsTimer, &QTimer::timeout, this, &AppController::levelsPollTick);
+
+    m_lastMicCount = qMax(0, int(adevs.size()));
+    qDebug() << "[AC]: init m_lastMicCount=" << m_lastMicCount;
+    // The microphone watcher is created and started here with the device backend.
+
+    m_lastCamCount = int(QMediaDevices::videoInputs().size());
+    qDebug() << "[AC]: init m_lastCamCount=" << m_lastCamCount;
+    // Camera changes reach the device handling through this object's videoInputsChanged.
+    mediaDevices = new QMediaDevices(this);
+}
+
+void AppController::logWebEngineSetup()
+{
+    // The web views are not linked into this build: there is no default
+    // profile whose HTTP cache could be switched to memory only.
+    qDebug() << "Step 1";
+    qDebug() << "Step 2";
+    qWarning() << "[AC]: Failed to get default QWebEngineProfile";
+    qDebug() << "Step 5";
+    qDebug() << "Step 5";
+}
+
+void AppController::runSuitabilityPass()
+{
+    QString reason;
+    if (!is4KSuitable(reason)) {
+        callUi("setQuality4KVisible", Q_ARG(bool, false));
+        qDebug() << "[AC]: Display/CPU/RAM is not good for 4K, reason:" << reason;
+        if (settings()->readSettingInt("recording_quality") > Common::RECORDING_QUALITY_HD)
+            settingsWriter()->writeSetting("recording_quality", int(Common::RECORDING_QUALITY_HD));
+    }
+}
+
+void AppController::readFromConfig()
+{
+    keySequence = settings()->readSettingStr("startstop_hotkey");
+    qDebug() << "[AC]:" << "readFromConfig" << "hotkey:" << keySequence
+             << "nativeKey:" << settings()->readSettingInt("startstop_nativeKey")
+             << "nativeModifier:" << settings()->readSettingInt("startstop_nativeModifier");
+    emit keySequenceChanged(keySequence);
+    // The global hot key is registered and the tray built here once their backends exist.
+}
+
+// ---- timers ----------------------------------------------------------------
+
+int AppController::smoothCpuLoad(int previous, int sample)
+{
+    return previous == 0 ? sample : (sample + 3 * previous) / 4;
+}
+
+qint64 AppController::availablePercent(quint64 total, quint64 available)
+{
+    return total == 0 ? 0 : qint64(available * 100 / total);
+}
+
+void AppController::tick()
+{
+    quint64 total = 0, available = 0;
+    memoryStatus(total, available);
+    const int cpu = int(cpuLoad() * 100);
+
+    if (coder)
+        coder->cpuLoad = coder->running ? smoothCpuLoad(coder->cpuLoad, cpu) : 0;
+
+    const qint64 avRAM = availablePercent(total, available);
+    qDebug() << "[AC]: tick" << QDateTime::currentSecsSinceEpoch() << "s" << settings()->readSettingBool("auto_upload")
+             << "u" << isAutoUploadActive() << "f" << forceUpload << "avRAM:" << avRAM << "% CPU:" << cpu << "%";
+
+    if (videoState == Common::Recording)
+        muteCameraIfLowRam("[AC]: tick -> Low RAM, webcam muted automatically");
+
+    if (!uploader)
+        return;
+    if (uploader->is_running) {
+        qDebug() << "UploadQueue() still running...";
+        return; // re-armed by uploadFinished
+    }
+    uploader->run();
+    if (uploader->stateValue() >= 3)
+        qDebug() << "UploadQueue() started....";
+}
+
+void AppController::alevelUpdater()
+{
+    if (alevelMon) {
+        qDebug() << "[AC]: W -- D";
+        alevelMonStop();
+        if (alevelTimer->interval() != 200)
+            alevelTimer->setInterval(200);
+    }
+}
+
+void AppController::soundSourceChanged(int val)
+{
+    qDebug() << "[AC]:" << "soundSourceChanged" << val;
+    alevelMonStop();
+    alevelTimer->setInterval(500);
+    if (micMonitor) {
+        qDebug() << "restart mic monitor due device change";
+        stopMicMonitor();
+        // The idle-time meter is started again here once the device monitor exists.
+    }
+}
+
+void AppController::alevelMonStop()
+{
+    // The older monitor thread is never created by this controller; only a
+    // left-over one would be stopped here.
+    if (!alevelMon)
+        return;
+    alevelMon = nullptr;
+}
+
+void AppController::stopMicMonitor()
+{
+    qDebug() << "[AC]:" << "stopMicMonitor";
+    // The idle-time meter comes with the device lists; until then none runs.
+    micMonitor = nullptr;
+    if (videoState != Common::Recording) {
+        levelsTimer.stop();
+        setLevels(0, 0);
+    }
+}
+
+void AppController::processUpdateFile()
+{
+    FvUpdater* updater = FvUpdater::sharedUpdater();
+    const bool uploadInFlight = uploader && uploader->is_running && uploader->hasMovedData();
+    if (updatePending && !uploadInFlight) {
+        qDebug() << "[AC]:" << "install update now!";
+        if (updater)
+            updater->InstallUpdateFromDownloadedFile(false);
+        updatePending = false;
+        return;
+    }
+    qDebug() << "[AC]:" << "force check for update!";
+    if (updater) {
+        updater->setInstallAtOnce(false);
+        updater->CheckForUpdatesSilent();
+    }
+    QTimer::singleShot(900000, this, &AppController::deActualizeUser);
+}
+
+void AppController::toggleSkinType()
+{
+    // Desktop composition cannot change under X11 without a compositing
+    // manager appearing; the interface is rebuilt only when it reports a change.
+    bool uiComposition = isDwmCompositionEnabled();
+    if (uiPtr)
+        uiComposition = uiPtr->property("dwmIsCompositionEnabled").toBool();
+    const bool now = isDwmCompositionEnabled();
+    qDebug() << "[AC]:" << "toggleSkinType" << "composition:" << now;
+    if (now != uiComposition) {
+        callUi("qmlApplicationEngineInit");
+        callUi("setDwmIsCompositionEnabled", Q_ARG(bool, now));
+        callUi("loadMainUI");
+    }
+}
+
+void AppController::activityTrackerReset()
+{
+    updateTimer->start(kUpdateInterval);
+}
+
+// ---- uploader --------------------------------------------------------------
+
+void AppController::uploadFinished(int ret)
+{
+    forceUpload = false;
+    const int delay = ret == 128 ? 500 : 5000;
+    if (ret == 127) {
+        qDebug() << "[AC]: uploadFinished(" << ret << ")" << " re-try later...";
+        forceUpload = true;
+    } else if (ret == 1) {
+        if (uploader && (uploader->hasMovedData() || uploader->stateValue() > 2))
+            qDebug() << "[AC]: uploadFinished(" << ret << ")" << " SUCCESS!";
+    } else if (ret != 0 && ret != 128) {
+        qDebug() << "[AC]: uploadFinished(" << ret << ")" << " ERROR: " << ret;
+    }
+    tickTimer->start(delay);
+}
+
+bool AppController::activateUploader()
+{
+    qDebug() << "[AC]:" << "activateUploader" << "uploader running:" << (uploader ? uploader->is_running : -1)
+             << "tick active:" << tickTimer->isActive() << "remaining:" << tickTimer->remainingTime();
+    if (!isAutoUploadActive())
+        forceUpload = true;
+    if (uploader && uploader->is_running) {
+        qDebug() << "[AC]:" << "activateUploader" << " - is already active.";
+        return false;
+    }
+    tickTimer->start(100);
+    return true;
+}
+
+void AppController::reloadUploader()
+{
+    qDebug() << "[AC]:" << "reloadUploader";
+    if (uploader)
+        uploader->setUserCredentials(settings()->readSettingStr("login"), settings()->readSettingStr("password"),
+                                     settings()->readSettingStr("salt"));
+    userActualized = false;
+    activateUploader();
+}
+
+void AppController::toggleAutoUpload(bool enabled)
+{
+    qDebug() << "[AC]:" << "toggleAutoUpload" << enabled;
+    if (enabled)
+        activateUploader();
+}
+
+void AppController::uploadFileDone(uint file_id)
+{
+    qDebug() << "[AC]:" << "uploadFileDone" << file_id;
+    callUi("uploadedFileId", Q_ARG(uint, file_id));
+    callUi("updateGallery", Q_ARG(uint, file_id));
+    emit playerFileUploaded(file_id);
+    if (!skipPlayerOnUpload && apiCalls)
+        QMetaObject::invokeMethod(apiCalls, "invokeGetUploadUrl", Qt::DirectConnection, Q_ARG(uint, file_id));
+    skipPlayerOnUpload = false;
+    userActualized = false;
+    forceUpload = false;
+}
+
+void AppController::gotRemoveFileCall(QString ret, QString msg, uint file_id)
+{
+    qDebug() << "[AC]:" << "gotRemoveFileCall" << ret << msg << file_id;
+}
+
+void AppController::showAuthMessage(QString uri, QString title)
+{
+    qDebug() << "[AC]:" << "showAuthMessage" << uri << title;
+}
+
+void AppController::reachabilityChanged(QNetworkInformation::Reachability reachability)
+{
+    qDebug() << "[AC]:" << "reachabilityChanged" << reachability;
+    if (reachability != QNetworkInformation::Reachability::Online || !uploader)
+        return;
+    qDebug() << "[AC]:" << "Stopping uploader queued requests";
+    // Requests that wait for a retry go out now.
+    for (QTimer* retry : {&uploader->uploadTimer, &uploader->serviceTimer}) {
+        if (retry->isActive())
+            retry->start(100);
+    }
+}
+
+void AppController::deActualizeUser()
+{
+    qDebug() << "[AC]:" << "deActualizeUser";
+    userActualized = false;
+}
+
+// ---- shutdown --------------------------------------------------------------
+
+void AppController::quit()
+{
+    qDebug() << "[AC]:" << "accept close:" << acceptClose;
+    QGuiApplication::setQuitOnLastWindowClosed(true);
+    for (QObject** hotkey : {&startStopHotkey, &secondaryHotkey, &escHotkey}) {
+        if (!*hotkey)
+            continue;
+        QMetaObject::invokeMethod(*hotkey, "setRegistered", Qt::DirectConnection, Q_ARG(bool, false));
+        delete *hotkey;
+        *hotkey = nullptr;
+    }
+    tickTimer->stop();
+    if (trayIcon) {
+        trayIcon->hide();
+        trayIcon->deleteLater();
+        trayIcon = nullptr;
+    }
+    acceptClose = true;
+    QMetaObject::invokeMethod(QCoreApplication::instance(), "quit", Qt::QueuedConnection);
+
+    // A running session or a stuck slot must not keep the process alive.
+    std::thread([] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(500));
+        qWarning() << "[FW]: Application did not quit gracefully, forcing exit";
+        std::_Exit(1);
+    }).detach();
+}
+
+void AppController::slotAboutToQuit()
+{
+    qDebug() << "[AC]:" << "slotAboutToQuit";
+    alevelMonStop();
+    callUi("closeCredentialsDialog");
+}
+
+void AppController::GotMsgFromAnotherInstance(const QString& msg)
+{
+    qDebug() << "[AC]: " << "got msg" << msg << "from another instance";
+    if (msg == QLatin1String("Wake up!"))
+        callUi("showSettingsSignal");
+}
+
+// ---- power -----------------------------------------------------------------
+
+void AppController::suspendPower()
+{
+    qDebug() << "[AC]:" << "suspendPower" << "powerOn:" << powerOn;
+    if (!powerOn)
+        return;
+    powerOn = false;
+    tickTimer->stop();
+    if (uploader && uploader->isRecording)
+        QTimer::singleShot(1, this, [this]() { toggleRecordingSkin(); });
+    alevelMonStop();
+}
+
+void AppController::resumePower()
+{
+    qDebug() << "[AC]:" << "resumePower" << "powerOn:" << powerOn;
+    if (powerOn)
+        return;
+    powerOn = true;
+    QTimer::singleShot(60000, this, []() {
+        if (FvUpdater* updater = FvUpdater::sharedUpdater())
+            updater->CheckForUpdatesSilent();
+    });
+    soundSourceChanged(0);
+    tickTimer->start(5000);
+}
+
+// ---- permissions -----------------------------------------------------------
+
+bool AppController::checkScreenPermission()
+{
+    return Permission::create()->checkScreenPermission();
+}
+
+bool AppController::checkVideoPermission()
+{
+    return Permission::create()->checkVideoPermission();
+}
+
+bool AppController::checkAudioPermission()
+{
+    return Permission::create()->checkAudioPermission();
+}

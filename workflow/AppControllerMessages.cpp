@@ -1,0 +1,153 @@
+// AppController's answers to the updater, the log upload and the pop-ups.
+#include "AppController.h"
+
+#include "Endpoints.h"
+#include "FvUpdater.h"
+#include "SettingsManager.h"
+#include "UploadQueue.h"
+
+#include <QDebug>
+#include <QDesktopServices>
+#include <QDialog>
+#include <QMessageBox>
+#include <QMetaEnum>
+#include <QTextEdit>
+#include <QUrl>
+#include <QVBoxLayout>
+
+namespace {
+// UIController::UpdateAppStatus, by value.
+enum UpdateAppStatus {
+    NoNewVersion = 0,
+    UpdateAborted2 = 2,
+    UpdateFailed = 3,
+    UpdateApp = 4,
+    Checking = 5,
+    Downloading = 6,
+    Installing = 7,
+    NewVersionAvaliable = 8,
+};
+constexpr int kStatusResetMs = 5000;
+} // namespace
+
+void AppController::updatedFinishedSuccessfully()
+{
+    qDebug() << "[AC]:" << "updatedFinishedSuccessfully";
+}
+
+void AppController::updateDownloadFinishedSuccessfully()
+{
+    // Installed by processUpdateFile when the user is idle and no upload is in flight.
+    qDebug() << "[AC]:" << "updateDownloadFinishedSuccessfully";
+    updatePending = true;
+}
+
+void AppController::saltUpdated()
+{
+    // The updater has just stored a fresh salt; it is cleared again on purpose.
+    settingsWriter()->writeSetting("salt", QString());
+    qDebug() << "[AC]:" << "saltUpdated" << ", new salt: " << settings()->readSettingStr("salt");
+}
+
+void AppController::UpdateButtonLock(int lock)
+{
+    qDebug() << "[AC]:" << "UpdateButtonLock" << lock;
+    int status = NoNewVersion;
+    int enable = -1; // -1: unchanged
+    bool reset = true;
+    switch (lock) {
+    case -4: status = NoNewVersion; break;
+    case -3:
+    case -2: status = UpdateAborted2; break;
+    case -1: status = UpdateFailed; break;
+    case 0: status = UpdateApp; enable = 1; reset = false; break;
+    case 1: status = Checking; enable = 0; reset = false; break;
+    case 2: status = Downloading; enable = 0; reset = false; break;
+    case 3: status = Installing; enable = 0; reset = false; break;
+    case 4: status = NewVersionAvaliable; enable = 1; break;
+    default: qDebug() << "[AC]:" << "UpdateButtonLock" << "unknown code" << lock; return;
+    }
+    callUi("setUpdateAppStatus", Q_ARG(int, status));
+    if (enable >= 0)
+        callUi("setEnableUpdateApp", Q_ARG(bool, enable == 1));
+    if (reset)
+        QTimer::singleShot(kStatusResetMs, this, [this]() { callUi("setUpdateAppStatus", Q_ARG(int, NoNewVersion)); });
+}
+
+void AppController::SendLogs()
+{
+    qDebug() << "[AC]:" << "SendLogs";
+    const auto answer = QMessageBox::question(nullptr, "Send Orlune Debug Logs",
+                                              "Are you sure you want to send debug logs to Orlune's support team?",
+                                              QMessageBox::Yes | QMessageBox::No);
+    if (answer == QMessageBox::Yes)
+        uploadLogs();
+}
+
+void AppController::sendLogsFvUpdater()
+{
+    qDebug() << "[AC]:" << "sendLogsFvUpdater";
+    uploadLogs();
+}
+
+void AppController::uploadLogs()
+{
+    qDebug() << "[AC]: packing archive with last 3 logs";
+    FvUpdater* updater = FvUpdater::sharedUpdater();
+    if (!updater)
+        return;
+    const QString userRand = uploader ? uploader->userRand : QString();
+    const QString userHash = uploader ? uploader->userSalt : QString();
+    bool started = false;
+    const bool called = QMetaObject::invokeMethod(
+        updater, "uploadLogFiles", Qt::DirectConnection, Q_RETURN_ARG(bool, started),
+        Q_ARG(QString, settings()->readSettingStr("login")), Q_ARG(QString, settings()->readSettingStr("password")),
+        Q_ARG(QString, settings()->readSettingStr("salt")), Q_ARG(QString, userRand), Q_ARG(QString, userHash));
+    qDebug() << "[AC]:" << "log upload started:" << (called && started);
+}
+
+void AppController::logUploadFinished(QString fileDesc)
+{
+    qDebug() << "[AC]:" << "logUploadFinished" << fileDesc;
+    auto* dialog = new QDialog();
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->resize(600, 200);
+    auto* layout = new QVBoxLayout(dialog);
+    auto* text = new QTextEdit(dialog);
+    text->setReadOnly(true);
+    const QString mail = Endpoints::supportAddress();
+    text->setHtml("<h3>A debug log was successfully sent to us.</h3><p>In order for us to troubleshoot an issue, "
+                  "please complete these steps:</p><hr/><ol><li>Get in touch with us either via live chat or send "
+                  "us an email to: "
+                  + QString("<a href=\"mailto:%1\">%1</a>").arg(mail)
+                  + "</li><li>Provide a detailed description of the issue you are having and expected "
+                    "behavior.</li><li>Quote this log identifier:<br/><b>"
+                  + fileDesc + "</b></li></ol><p>We'll get back to you as soon as we can.</p>");
+    layout->addWidget(text);
+    dialog->show();
+}
+
+void AppController::openClickUpReportForm(QString fileDesc)
+{
+    qDebug() << "[AC]:" << "openClickUpReportForm" << fileDesc;
+    openBrowser(QString("%1?LogID=%2").arg(Endpoints::reportFormUrl(), fileDesc));
+}
+
+void AppController::openBrowser(QString url)
+{
+    qDebug() << "[AC]:" << "openBrowser" << "default system browser" << url;
+    QDesktopServices::openUrl(QUrl(url));
+}
+
+void AppController::showPopup(Common::MsgType msg, QString description)
+{
+    qDebug() << "[AC]:" << "showPopup" << QMetaEnum::fromType<Common::MsgType>().valueToKey(msg) << description;
+    lastPopupType = msg;
+    emit showPopupSignal(msg, description);
+}
+
+void AppController::playVideo()
+{
+    // The player window for lastFileId opens here once the web views exist.
+    qDebug() << "[AC]:" << "playVideo" << lastFileId << lastFileName;
+}

@@ -1,0 +1,486 @@
+// The recording state machine of AppController: from the choice of a
+// rectangle to the start of the session thread, the stop, and what the
+// session reports back.
+#include "AppController.h"
+
+#include "CaptureInputs.h"
+#include "FvUpdater.h"
+#include "MediaDatabase.h"
+#include "SettingsManager.h"
+#include "SqlText.h"
+#include "UploadQueue.h"
+#include "ffmpegAudioCap.h"
+#include "ffmpegMux.h"
+#include "pulseAudioLoopback.h"
+
+#include <QDebug>
+#include <QFileInfo>
+#include <QGuiApplication>
+#include <QMessageBox>
+#include <QRegularExpression>
+#include <QScreen>
+#include <QSettings>
+#include <QSqlQuery>
+
+#include <cmath>
+#include <ctime>
+
+namespace {
+constexpr int kMinRecordWidth = 16;
+constexpr int kMinRecordHeight = 8;
+constexpr int kCountdownMs = 250;
+constexpr int kLevelPaceMs = 200;
+} // namespace
+
+// ---- from hot key to the start -------------------------------------------
+
+void AppController::captureScreenSkins()
+{
+    if (editingActive) {
+        qDebug() << "[AC]:" << "captureScreenSkins" << "editing is active";
+        return;
+    }
+    const bool recording = uploader && uploader->isRecording;
+    if (is_stopping || (is_starting && !recording)) {
+        qDebug() << "[AC]:" << "captureScreenSkins" << " App is Busy with starting/stopping of recording";
+        return;
+    }
+    if (recording)
+        toggleRecordingSkin(true); // the hot key stops a running recording
+    else
+        showScreenDialogs(Common::NONE);
+}
+
+void AppController::showScreenDialogs(Common::RunState runState)
+{
+    qDebug() << "[AC]:" << "showScreenDialogs" << runState;
+    Permission::Pointer permission = Permission::create();
+    if (!permission->checkScreenPermission()) {
+        callUi("showScreenPermissionDialog");
+        return;
+    }
+    if (runState == Common::VIDERECORDING && !permission->checkAudioPermission()) {
+        callUi("showAudioPermissionDialog");
+        return;
+    }
+    callUi("hideFirstDialog");
+    callUi("setSelectedRectangle", Q_ARG(int, 0), Q_ARG(int, 0), Q_ARG(int, 0), Q_ARG(int, 0), Q_ARG(int, 0));
+    // The Esc hot key is created and the start/stop hot key disabled here once hot keys exist.
+    const QList<QScreen*> screens = QGuiApplication::screens();
+    for (int i = 0; i < screens.size(); ++i) {
+        const QRect g = screens[i]->geometry();
+        callUi("showScreenDialog", Q_ARG(Common::RunState, runState), Q_ARG(int, i), Q_ARG(int, g.x()),
+               Q_ARG(int, g.y()), Q_ARG(int, g.width()), Q_ARG(int, g.height()));
+    }
+}
+
+void AppController::showScreenCaptureVideoDialog()
+{
+    if (videoState == Common::Recording)
+        toggleRecordingSkin(true);
+    else
+        showScreenDialogs(Common::VIDERECORDING);
+}
+
+void AppController::showVideoRecordingDialog(int x, int y, int width, int height, int screenIndex)
+{
+    qDebug() << "[AC]:" << "showVideoRecordingDialog" << x << y << width << height << screenIndex;
+    if (videoState != Common::Idle)
+        return;
+    Permission::Pointer permission = Permission::create();
+    if (!permission->checkScreenPermission()) {
+        callUi("showScreenPermissionDialog");
+        return;
+    }
+    if (!permission->checkAudioPermission()) {
+        callUi("showAudioPermissionDialog");
+        return;
+    }
+    muteCameraIfLowRam("[AC]: showVideoRecordingDialog -> Low RAM, webcam muted before dialog");
+    callUi("setRecTime", Q_ARG(QString, QStringLiteral("00:00")));
+    setVideoState(Common::Busy);
+    if (!callUi("showVideoRecordingDialogSignal", Q_ARG(int, x), Q_ARG(int, y), Q_ARG(int, width),
+                Q_ARG(int, height), Q_ARG(int, screenIndex))) {
+        // Without the recording dialog the caller starts the recording itself
+        // with toggleRecordingSkin, on this rectangle.
+        rectangleSelectSkin(QRect(x, y, width, height));
+    }
+}
+
+void AppController::setSelectedRectangle(const QRect& rect)
+{
+    rectangleSelectSkin(rect);
+    callUi("setSelectedRectangle", Q_ARG(int, rect.x()), Q_ARG(int, rect.y()), Q_ARG(int, rect.width()),
+           Q_ARG(int, rect.height()), Q_ARG(int, 0));
+}
+
+void AppController::rectangleSelectSkin(QRect rect)
+{
+    qDebug() << "[AC]: rectangle selected";
+    selRect = rect;
+    qDebug().nospace() << "[AC]: selRect: pos: " << rect.x() << "x" << rect.y() << " WxH: " << rect.width() << "x"
+                       << rect.height();
+}
+
+void AppController::toggleRecordingSkin(bool is_select)
+{
+    if (QObject* s = sender()) {
+        qDebug() << "[AC]:" << "sender: hotkey?" << s->metaObject()->className();
+        hotkeyRole = secondaryHotkey && s == secondaryHotkey;
+    } else {
+        qDebug() << "[AC]:" << "sender: button";
+        hotkeyRole = false;
+    }
+    qDebug() << "[AC]:" << "role: " << (hotkeyRole ? "start/pause" : "start/stop");
+
+    if (uploader && uploader->isRecording) {
+        // A session exists: the baton must be held by it.
+        if (recordingMutex.tryLock()) {
+            qDebug() << "Recording mutex is unlocked! Must not happen!";
+            recordingMutex.unlock();
+            return;
+        }
+        if (is_stopping) {
+            qDebug() << "[AC]: Already stopping, don't do anything for now...";
+        } else if (!is_starting) {
+            qDebug() << "[AC]: recording is active, stopping...";
+            setVideoState(Common::Busy);
+            stopStreaming();
+        } else {
+            qDebug() << "[AC]: recording is starting, error!!!";
+        }
+    } else {
+        if (!recordingMutex.tryLock()) {
+            qDebug() << "Recording mutex is locked! Returning!";
+            return;
+        }
+        if (is_starting) {
+            // The baton stays with the start in progress; its handleRecordDone releases it.
+            qDebug() << "[AC]: Already starting, don't do anything for now...";
+        } else {
+            alevelMonStop();
+            is_starting = true;
+            QRect chosen;
+            if (is_select && !hotkeyRole && uiPtr
+                && QMetaObject::invokeMethod(uiPtr, "selectedRectangle", Qt::DirectConnection,
+                                             Q_RETURN_ARG(QRect, chosen))) {
+                rectangleSelectSkin(chosen);
+                qDebug() << "[AC]: select area shown...";
+            }
+            if (selRect.width() >= kMinRecordWidth && selRect.height() >= kMinRecordHeight) {
+                qDebug() << "[AC]: recording started...";
+                showCountdownAndRecord();
+            } else {
+                qDebug() << "[AC]: select area not choosen...";
+                is_starting = false;
+                recordingMutex.unlock();
+                return;
+            }
+        }
+    }
+    hotkeyRole = false;
+    qDebug() << "[AC]: exit from toggleRecording()...";
+}
+
+void AppController::showCountdownAndRecord()
+{
+    QTimer::singleShot(kCountdownMs, this, &AppController::startStreamingSkin);
+}
+
+QByteArray AppController::expandTemplate(const QByteArray& pathTemplate, time_t when)
+{
+    struct tm local;
+    localtime_r(&when, &local);
+    QByteArray out(pathTemplate.size() + 1024, '\0');
+    const size_t n = strftime(out.data(), size_t(out.size()), pathTemplate.constData(), &local);
+    out.truncate(int(n));
+    return out;
+}
+
+void AppController::startStreamingSkin()
+{
+    qDebug() << "[AC]:" << "startStreamingSkin";
+    muteCameraIfLowRam("[AC]: startStreamingSkin -> Low RAM, webcam muted before start");
+
+    const QString filesPath = settings()->readSettingStr("files_path");
+    const QString path = filesPath + "/" + outputTemplate;
+    if (path.length() < 4) {
+        // Nothing is undone: the baton and the Busy state stay until a restart.
+        qDebug() << "[AC]: bad output length " << path.length();
+        return;
+    }
+    coder->uploadWhileRecording = isAutoUploadActive();
+    coder->highlightMouse = settings()->readSettingBool("mouse_highlight");
+
+    QSettings store;
+    QString codec = store.value("use_vcodec", "").toString();
+    if (codec.isEmpty())
+        codec = QStringLiteral("libx264");
+    coder->vcodecName = codec;
+    coder->vcodecHwaccel = store.value("use_vcodec_hwaccel", "false").toBool();
+    coder->vcodecQuality = store.value("use_vcodec_quality", -1).toInt();
+    coder->ddagrabInput = store.value("use_vinput_ddagrab", "false").toBool();
+
+    stopMicMonitor(); // the microphone must be free for the session
+    setVideoState(Common::Busy);
+    uploader->isRecording = true;
+    skipPlayerOnUpload = false;
+
+    const QByteArray vdev = CaptureInputs::videoInput();
+    QByteArray adev = "audio=";
+    const bool muteAudio = settings()->readSettingBool("mute_audio");
+    bool mute = muteAudio;
+
+    const QByteArray audioOverride = CaptureInputs::audioOverride();
+    if (!audioOverride.isEmpty()) {
+        adev = audioOverride;
+    } else {
+        const QString want = (currentMic >= 0 && currentMic < adevs.size()) ? adevs[currentMic] : QString();
+        const int found = want.isEmpty() ? -1 : int(adevs.indexOf(want));
+        if (found >= 0 && found < adev_addrs.size()) {
+            adev += adev_addrs[found].toUtf8();
+        } else {
+            qDebug() << "[AC]: Audio device is not avaliable now";
+            if (adevs.isEmpty() || adev_addrs.isEmpty()) {
+                qDebug() << "[AC]: No devices at all, recording silence";
+                adev = CaptureInputs::silentAudioInput();
+                mute = true;
+            } else {
+                qDebug().noquote() << "[AC]: Using first avaliable capture device: " << "\"" + adev_addrs[0] + "\"";
+                adev += adev_addrs[0].toUtf8();
+                handleAudioPopup(-1, QString("WARNING: Audio Device \"%1\"<br/> - is not avaliable!<br/>Using \"%2\" "
+                                             "instead!")
+                                         .arg(want, adevs[0]));
+            }
+        }
+    }
+
+    coder->setMute(mute);
+    coder->setSys(settings()->readSettingBool("system_sounds"));
+    qDebug() << "[AC]: devName=" << adev;
+    qDebug().nospace().noquote() << "[AC]: in_adev=\"" << QString::fromUtf8(adev) << "\"";
+
+    coder->disableSys = settings()->readSettingBool("disable_sys");
+    hotkeyRole = false;
+
+    const int quality = settings()->readSettingInt("recording_quality");
+    QByteArray outName = path.toLocal8Bit();
+    if (useStrftime) {
+        qDebug().nospace().noquote() << "[AC]: out_fname1=\"" << QString::fromLocal8Bit(outName) << "\"";
+        outName = expandTemplate(outName, time(nullptr));
+        qDebug().nospace().noquote() << "[AC]: out_fname2=\"" << QString::fromLocal8Bit(outName) << "\"";
+    }
+    lastFileName = QFileInfo(QString::fromLocal8Bit(outName)).fileName();
+    coder->setInputOutput(vdev.constData(), adev.constData(), lastFileName, 0, filesPath, quality);
+    if (useStrftime)
+        lastFileId = coder->fileId;
+
+    qDebug() << "[AC]: coder->setCaptureParams()...";
+    coder->setCaptureParams(selRect.x(), selRect.y(), selRect.width(), selRect.height());
+
+    qDebug() << "[AC]: coder->start()...";
+    setVideoState(Common::Recording);
+    coder->start(QThread::InheritPriority);
+}
+
+void AppController::stopStreaming()
+{
+    qDebug() << "[AC]:" << "stopStreaming";
+    uploader->isRecording = true;
+    is_stopping = true;
+    is_starting = false;
+    skipPlayerOnUpload = false;
+    // The session notices the cleared flag on its own thread and reports by recordingDone.
+    coder->running = 0;
+}
+
+// ---- what the session reports ---------------------------------------------
+
+void AppController::handleRecordingStarted(int s)
+{
+    qDebug().nospace() << "[AC]: handleRecordingStarted(" << s << "): 100% started!!!";
+    updateTimer->stop();
+    callUi("setRecTime", Q_ARG(QString, QStringLiteral("00:00")));
+    callUi("setShortRecTime", Q_ARG(QString, QStringLiteral("00:00")));
+    setVideoState(Common::Recording);
+    is_stopping = false;
+    is_starting = false;
+}
+
+void AppController::handleRecordDone(int s)
+{
+    qDebug() << "[AC]:" << "handleRecordDone" << s;
+    uploader->isRecording = false;
+    setVideoState(Common::Idle);
+    callUi("clearMaskRecordingRectangle");
+    lastFileId = coder->fileId;
+    is_stopping = false;
+    is_starting = false;
+    updateTimer->start();
+    if (isAutoUploadActive() && settings()->readSettingBool("is_authenticated_user"))
+        showPopup(Common::MsgCloud, QString("Uploading file %1 is started...").arg(uploader->file_name));
+    else
+        playVideo();
+    // Release the baton of the start. tryLock first, so that a done report
+    // without a start (nothing held) cannot unlock a free mutex.
+    recordingMutex.tryLock();
+    recordingMutex.unlock();
+}
+
+void AppController::handleRecordFail(int reason)
+{
+    const QString text = QString("Recording fails due %1 issue!").arg(reason ? "audio" : "video");
+    const int quality = settings()->readSettingInt("recording_quality");
+    qDebug().nospace() << "[AC]: handleRecordFail(" << reason << "), reason: " << text
+                       << ", recording_quality:" << quality;
+    showPopup(Common::MsgWarning, text);
+    setVideoState(Common::Idle);
+    if (reason == 0 && quality == Common::RECORDING_QUALITY_4K) {
+        // From now on the machine test refuses 4K for good.
+        settingsWriter()->writeSetting("recording_4k_fails", true);
+        const auto answer = QMessageBox::critical(nullptr, "Recording failed!",
+                                                  text + "\nDo you wish to restart application?",
+                                                  QMessageBox::Yes | QMessageBox::Cancel);
+        if (answer == QMessageBox::Yes) {
+            if (FvUpdater* updater = FvUpdater::sharedUpdater())
+                updater->restartApplication();
+        }
+    }
+}
+
+void AppController::handleRecordingAudioFails(int s)
+{
+    qDebug() << "[AC]:" << "handleRecordingAudioFails" << "result: " << s;
+    showPopup(Common::MsgWarning, "Error: Audio is Disabled!");
+}
+
+void AppController::handleAudioPopup(int devid, QString msg)
+{
+    qDebug() << "[AC]:" << "handleAudioPopup" << "devid: " << devid << "msg:" << msg;
+    showPopup(Common::MsgWarning, msg);
+}
+
+double AppController::rmsToVolume(double rms)
+{
+    const double db = 20.0 * std::log10(std::max(rms, 0.0000001));
+    return (std::min(0.0, std::max(db, -45.0)) + 45.0) / 45.0;
+}
+
+void AppController::handleUpdateLevelDuration(qlonglong d, double rms)
+{
+    const QTime now = QTime::currentTime();
+    if (now < nextLevelUpdate)
+        return;
+    nextLevelUpdate = now.addMSecs(kLevelPaceMs);
+    callUi("updateVolumeTiming", Q_ARG(qlonglong, d), Q_ARG(double, rmsToVolume(rms)));
+}
+
+// ---- state and levels -------------------------------------------------------
+
+void AppController::setVideoState(Common::VideoRecordingState state)
+{
+    if (videoState != state) {
+        videoState = state;
+        emit videoStateChanged();
+    }
+    if (state == Common::Recording) {
+        applyLevelPollRule();
+    } else {
+        if (levelsTimer.isActive())
+            levelsTimer.stop();
+        setLevels(0, 0);
+    }
+}
+
+void AppController::applyLevelPollRule()
+{
+    if (videoState != Common::Recording)
+        return;
+    if (settings()->readSettingBool("mute_audio") && !settings()->readSettingBool("system_sounds")) {
+        levelsTimer.stop(); // nothing to measure
+        setLevels(0, 0);
+    } else if (!levelsTimer.isActive()) {
+        levelsTimer.start();
+    }
+}
+
+void AppController::setLevels(int mic, int sys)
+{
+    if (micLevel != mic) {
+        micLevel = mic;
+        emit micLevelChanged();
+    }
+    if (sysLevel != sys) {
+        sysLevel = sys;
+        emit sysLevelChanged();
+    }
+}
+
+int AppController::rmsToLevel(double rms)
+{
+    if (rms <= 0.000001)
+        return 0;
+    const double d = 20.0 * std::log10(rms);
+    if (d < -60.0)
+        return 0;
+    if (d > 0.9999999)
+        return 100;
+    const double level = (d + 60.0) / 60.0 * 100.0;
+    return int(std::clamp(level, 0.0, 100.0));
+}
+
+void AppController::levelsPollTick()
+{
+    double micRms = 0.0;
+    double sysRms = 0.0;
+    if (videoState == Common::Recording && coder) {
+        if (coder->acap)
+            micRms = coder->acap->meanLevel;
+        if (coder->asys)
+            sysRms = coder->asys->meanLevel;
+    }
+    // Outside a recording the idle-time microphone meter supplies the level once it exists.
+    setLevels(rmsToLevel(micRms), rmsToLevel(sysRms));
+}
+
+void AppController::setCurrentMic(int index)
+{
+    qDebug() << "[AC]:" << "setCurrentMic" << index;
+    if (currentMic != index) {
+        currentMic = index;
+        emit currentMicChanged();
+    }
+    soundSourceChanged(currentMic);
+}
+
+void AppController::setMicsModel(QStringList mics)
+{
+    if (adevs != mics) {
+        adevs = mics;
+        emit micsModelChanged();
+    }
+}
+
+// ---- names ------------------------------------------------------------------
+
+QString AppController::rewriteNameLineIfNeeded(QString wanted)
+{
+    qDebug() << "[AC]:" << "rewriteNameLineIfNeeded" << wanted;
+    auto taken = [](const QString& name) {
+        QSqlQuery query(connectionForCurrentThread());
+        query.exec(QString("SELECT _rowid_ FROM `files` WHERE `file_pseudoname`='%1';").arg(sqlText(name)));
+        return query.next();
+    };
+    if (!taken(wanted))
+        return wanted;
+    static const QRegularExpression numbered("^(.+)\\s\\((\\d+)\\)$");
+    QString name = wanted;
+    for (;;) {
+        const QRegularExpressionMatch m = numbered.match(name);
+        const QString base = m.hasMatch() ? m.captured(1) : name;
+        const qulonglong number = m.hasMatch() ? m.captured(2).toULongLong() + 1 : 1;
+        name = base + QString(" (%1)").arg(number);
+        if (!taken(name))
+            return name;
+    }
+}
