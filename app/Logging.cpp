@@ -21,6 +21,7 @@ QFile logFile;
 QTextStream logStream;
 // QTextStream has no lock of its own; one line at a time keeps its buffer whole.
 std::mutex logStreamMutex;
+bool consoleEcho = true;
 } // namespace
 
 namespace Logging {
@@ -62,11 +63,17 @@ void closeLogFile()
 
 void routeFfmpegLog()
 {
-    // With the variable set, or with a terminal to read it, FFmpeg keeps its own stderr logger.
-    if (qEnvironmentVariableIsEmpty("FFMPEG_LOG_STDERR") && !isatty(STDERR_FILENO)) {
+    // With the variable set, or with a terminal to read it while log lines reach
+    // the console, FFmpeg keeps its own stderr logger.
+    if (qEnvironmentVariableIsEmpty("FFMPEG_LOG_STDERR") && (!isatty(STDERR_FILENO) || !consoleEcho)) {
         av_log_set_callback(ffmpegLogCallback);
         av_log_set_level(32);
     }
+}
+
+void setConsoleEcho(bool on)
+{
+    consoleEcho = on;
 }
 
 } // namespace Logging
@@ -74,7 +81,8 @@ void routeFfmpegLog()
 void messageHandler(QtMsgType type, const QMessageLogContext& context, const QString& text)
 {
     Q_UNUSED(context);
-    fprintf(stderr, "%s\n", text.toLocal8Bit().constData());
+    if (consoleEcho || type == QtFatalMsg)
+        fprintf(stderr, "%s\n", text.toLocal8Bit().constData());
     switch (type) {
     case QtDebugMsg:
     case QtWarningMsg:

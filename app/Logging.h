@@ -18,6 +18,10 @@ void closeLogFile();
 // Routes FFmpeg's messages into the log unless FFMPEG_LOG_STDERR is set or a
 // console is attached (stderr is a terminal).
 void routeFfmpegLog();
+// Whether log lines are also written to stderr (the default). Off while a
+// command-line recording keeps the console for its own results and errors;
+// FFmpeg's messages then go to the log as well.
+void setConsoleEcho(bool on);
 } // namespace Logging
 
 void messageHandler(QtMsgType type, const QMessageLogContext& context, const QString& text);

@@ -2,6 +2,8 @@
 
 #include "CaptureInputName.h"
 #include "CrashReport.h"
+#include "X11Connection_x11.h"
+#include "ffThumbCreator.h"
 
 #include <QDebug>
 #include <QGuiApplication>
@@ -17,6 +19,8 @@ namespace {
 constexpr int kCaptureFrameRate = 25;
 constexpr unsigned long kReadSleepStartUs = 15000;
 constexpr unsigned long kReadSleepMaxUs = 40000;
+constexpr int kPreviewFrames = 15;
+constexpr unsigned long kPreviewStopWaitMs = 2000;
 
 // Place of a screen when screens are numbered by area: the one at (0, 0)
 // first, then top to bottom, left to right, then by name.
@@ -54,6 +58,7 @@ ffmpegVideoCap::~ffmpegVideoCap()
 {
     running = 0;
     wait();
+    delete thumbCreator;
     av_freep(&device);
 }
 
@@ -131,6 +136,42 @@ QString ffmpegVideoCap::ddagrabFilter() const
     return filter;
 }
 
+// x11grab refuses a region that leaves the root window, so the rectangle is
+// cut to it here, as the duplication path cuts it to its screen; the capture
+// fields keep what the user chose. Without a size the whole screen is taken.
+QRect ffmpegVideoCap::x11grabRegion(const QByteArray& display) const
+{
+    QRect region(captureX, captureY, captureW, captureH);
+    if (captureW <= 0 || captureH <= 0)
+        return region;
+    X11Connection connection;
+    if (!connection.open(display))
+        return region;   // the input's own open reports the display
+    const QRect visible = region.intersected(QRect(QPoint(0, 0), connection.rootSize()));
+    if (visible.isEmpty())
+        return region;   // nothing of it on the screen: x11grab says so
+    if (visible.width() != region.width())
+        qWarning() << "[VCAP]: Capture width reduced from" << region.width() << "to" << visible.width()
+                   << "to fit within display" << display;
+    if (visible.height() != region.height())
+        qWarning() << "[VCAP]: Capture height reduced from" << region.height() << "to" << visible.height()
+                   << "to fit within display" << display;
+    return visible;
+}
+
+AVDictionary* ffmpegVideoCap::x11grabOptions(const QRect& region) const
+{
+    AVDictionary* options = nullptr;
+    if (region.width() > 0 && region.height() > 0)
+        av_dict_set(&options, "video_size", QByteArray::number(region.width()) + "x" + QByteArray::number(region.height()), 0);
+    av_dict_set(&options, "framerate", QByteArray::number(kCaptureFrameRate), 0);
+    av_dict_set(&options, "show_region", "0", 0);
+    av_dict_set(&options, "grab_x", QByteArray::number(region.x()), 0);
+    av_dict_set(&options, "grab_y", QByteArray::number(region.y()), 0);
+    av_dict_set(&options, "draw_mouse", "1", 0);
+    return options;
+}
+
 int ffmpegVideoCap::open_input_device(const char* deviceName)
 {
     const QByteArray name(deviceName ? deviceName : "");
@@ -148,13 +189,9 @@ int ffmpegVideoCap::open_input_device(const char* deviceName)
             url = ddagrabFilter().toUtf8();
         } else {
             format = av_find_input_format("x11grab");
-            if (captureW > 0 && captureH > 0)
-                av_dict_set(&options, "video_size", QByteArray::number(captureW) + "x" + QByteArray::number(captureH), 0);
-            av_dict_set(&options, "framerate", QByteArray::number(kCaptureFrameRate), 0);
-            av_dict_set(&options, "show_region", "0", 0);
-            av_dict_set(&options, "grab_x", QByteArray::number(captureX), 0);
-            av_dict_set(&options, "grab_y", QByteArray::number(captureY), 0);
-            av_dict_set(&options, "draw_mouse", "1", 0);
+            const QRect region = x11grabRegion(name);
+            options = x11grabOptions(region);
+            grabOrigin = region.topLeft();
             url = name;
         }
         AVFormatContext* ctx = nullptr;
@@ -174,6 +211,7 @@ int ffmpegVideoCap::open_input_device(const char* deviceName)
             return ret;
         }
         inputContext.reset(ctx);
+        x11Display = (lavfiInput || ddagrabPass) ? QByteArray() : name;
         break;
     }
     inputContext->flags |= AVFMT_FLAG_GENPTS | AVFMT_FLAG_DISCARD_CORRUPT;
@@ -273,8 +311,11 @@ int ffmpegVideoCap::fillVideoParams(VideoParams& out)
 void ffmpegVideoCap::freeUnused()
 {
     qDebug() << "[VCAP]:" << "freeUnused";
+    delete thumbCreator;
+    thumbCreator = nullptr;
     decoders.clear();
     inputContext.reset();
+    x11Display.clear();
     streamCount = 0;
     videoStreamIndex = -1;
     lastPts = 0;
@@ -285,10 +326,73 @@ void ffmpegVideoCap::freeUnused()
     readyCountdown = 5;
 }
 
-// The preview maker takes its frames here; while none runs for this recording
-// the frames are left alone.
-void ffmpegVideoCap::passFrameToThumbCreator(const AVFrame*)
+// The preview maker keeps a copy; while none runs the frame is left alone.
+void ffmpegVideoCap::passFrameToThumbCreator(const AVFrame* frame)
 {
+    if (thumbCreator)
+        thumbCreator->passFrameToThumbCreator(const_cast<AVFrame*>(frame));
+}
+
+// One preview maker per recording, at the decoder's size and format. Without
+// a folder there is nowhere to put the previews, and none is made.
+void ffmpegVideoCap::startThumbCreator()
+{
+    if (videoStreamIndex < 0)
+        return;
+    if (previewDir.isEmpty()) {
+        qDebug() << "[VCAP]: no preview folder, no preview";
+        return;
+    }
+    qDebug() << "[VCAP]: thumbcreator create";
+    const AVCodecContext* dec = decoders[videoStreamIndex].get();
+    thumbCreator = new ffThumbCreator(nullptr, kPreviewFrames, dec->width, dec->height, dec->pix_fmt);
+    thumbCreator->dir = previewDir;
+    thumbCreator->gifName = previewGifName;
+    thumbCreator->jpgName = previewJpgName;
+    thumbCreator->start(QThread::LowPriority);
+}
+
+// Frames 15, 20, ... 90 feed the preview; after the last one the preview
+// maker finishes on its own and is let go as soon as its thread has ended.
+void ffmpegVideoCap::feedThumbCreator(const AVFrame* frame)
+{
+    if (videoFrameCount < 91 && videoFrameCount % 5 == 0) {
+        const uint64_t quotient = videoFrameCount / 5;
+        if (quotient >= 3 && quotient <= 18)
+            passFrameToThumbCreator(frame);
+        if (quotient == 18 && thumbCreator)
+            thumbCreator->finish();
+    }
+    if (thumbCreator && thumbCreator->isFinished()) {
+        delete thumbCreator;
+        thumbCreator = nullptr;
+    }
+}
+
+// A preview maker still at work at the end is hurried, then given up on.
+void ffmpegVideoCap::stopThumbCreator()
+{
+    if (!thumbCreator)
+        return;
+    if (thumbCreator->isRunning())
+        thumbCreator->setPriority(QThread::HighestPriority);
+    thumbCreator->finish();
+    qDebug() << "[VCAP]: waiting for thumbcreator to finish...";
+    if (!thumbCreator->wait(kPreviewStopWaitMs)) {
+        thumbCreator->terminate();
+        thumbCreator->wait();
+    }
+    delete thumbCreator;
+    thumbCreator = nullptr;
+}
+
+// Pointer position and buttons as the highlight reads them. A pointer the
+// server cannot tell about leaves the frame without them: no highlight.
+void ffmpegVideoCap::markPointer(AVFrame* frame)
+{
+    PointerProbe::State state;
+    if (pointer.query(state))
+        MouseHighlight::setPointerMetadata(frame, state.x, state.y, state.buttons);
 }
 
 bool ffmpegVideoCap::handleFrame(AVFrame* frame, int streamIndex)
@@ -313,9 +417,7 @@ bool ffmpegVideoCap::handleFrame(AVFrame* frame, int streamIndex)
         firstPts = frame->pts;
     }
     if (video) {
-        // Frames 15, 20, ... 90 feed the preview.
-        if (videoFrameCount < 91 && videoFrameCount % 5 == 0 && videoFrameCount / 5 >= 3 && videoFrameCount / 5 <= 18)
-            passFrameToThumbCreator(frame);
+        feedThumbCreator(frame);
         ++videoFrameCount;
     }
     frame->time_base = dec->time_base;
@@ -325,6 +427,9 @@ bool ffmpegVideoCap::handleFrame(AVFrame* frame, int streamIndex)
             --readyCountdown;
         if (readyCountdown < 1)
             ready = true;
+        markPointer(frame);
+        if (highlightMouse)
+            mouseHighlight.apply(frame);
     }
     if (!go)
         return false;
@@ -348,6 +453,12 @@ void ffmpegVideoCap::run()
     ready = false;
     go = false;
     readyCountdown = 10;
+    mouseHighlight.reset();
+    if (!x11Display.isEmpty() && !pointer.open(x11Display, grabOrigin) && !pointerWarned) {
+        qWarning() << "[VCAP]: pointer position not available from" << x11Display << ", no mouse highlight";
+        pointerWarned = true;
+    }
+    startThumbCreator();
     unsigned long sleepUs = kReadSleepStartUs;
     bool failed = !inputContext || !frame || !packet;
     while (running && !failed) {
@@ -400,6 +511,10 @@ void ffmpegVideoCap::run()
         }
         started = 1;
     }
+    frame.reset();
+    packet.reset();
+    stopThumbCreator();
+    pointer.close();
     qDebug() << "[VCAP]: exit";
     started = 0;
 }

@@ -2,10 +2,16 @@
 
 #include "FFmpegResources.h"
 #include "MediaParams.h"
+#include "MouseHighlight.h"
+#include "PointerProbe_x11.h"
 
+#include <QPoint>
+#include <QRect>
 #include <QString>
 #include <QThread>
 #include <vector>
+
+class ffThumbCreator;
 
 // Reads screen frames from a capture input, decodes them and hands them to the
 // video encoder. The session opens the input on its own thread, then starts
@@ -14,8 +20,10 @@
 // Input names: "lavfi:<graph>" opens a filter graph of the lavfi device (a
 // test picture, paced to real time unless the graph already holds
 // "realtime"); any other name is an X display for x11grab (":0.0"), capturing
-// the rectangle of setCaptureParams. With `useDdagrab` set a Desktop
-// Duplication pass is tried first and falls back to x11grab.
+// the rectangle of setCaptureParams, cut to the screen where it runs over.
+// With `useDdagrab` set a Desktop Duplication pass is tried first and falls
+// back to x11grab. Frames of an X display carry the pointer's position and
+// buttons, asked of the X server per frame, for the mouse highlight.
 class ffmpegVideoCap : public QThread {
     Q_OBJECT
 public:
@@ -59,6 +67,7 @@ public:
     int readyCountdown = 10;
     bool go = false;
     int videoStreamIndex = -1;
+    ffThumbCreator* thumbCreator = nullptr;   // owned; runs only during run()
     std::vector<CodecContextPtr> decoders;   // by stream; null for streams not opened
     bool useDdagrab = false;
 
@@ -72,8 +81,21 @@ protected:
 
 private:
     QString ddagrabFilter() const;
+    // The capture rectangle cut to the root window of the display.
+    QRect x11grabRegion(const QByteArray& display) const;
+    AVDictionary* x11grabOptions(const QRect& region) const;
     int openStreams();
     // Returns true when the frame was emitted (ownership given away).
     bool handleFrame(AVFrame* frame, int streamIndex);
     void passFrameToThumbCreator(const AVFrame* frame);
+    void startThumbCreator();
+    void feedThumbCreator(const AVFrame* frame);
+    void stopThumbCreator();
+    void markPointer(AVFrame* frame);
+
+    QByteArray x11Display;   // the X display opened; empty for other inputs
+    QPoint grabOrigin;       // top left of what x11grab captures
+    PointerProbe pointer;
+    bool pointerWarned = false;
+    MouseHighlight mouseHighlight;
 };

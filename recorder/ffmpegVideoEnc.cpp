@@ -247,7 +247,7 @@ int ffmpegVideoEnc::init_video_filters(const VideoParams& in, VideoParams& out, 
         in.sampleAspectRatio.num, in.sampleAspectRatio.den, in.frameRate.num, in.frameRate.den);
     int sinkNumber = 6;
     // The circle filter is not part of every build of the library; without it
-    // the highlight cannot be drawn in the graph.
+    // passVideoToEnc paints the highlight before the frame enters the graph.
     if (highlightMouse && avfilter_get_by_name("drawcircle")) {
         graph += "drawcircle=circle_source=side_data_detection_bboxes:t=fill:c=yellow@0.5,";
         ++sinkNumber;
@@ -319,6 +319,8 @@ void ffmpegVideoEnc::passVideoToEnc(void* f, int)
         av_frame_free(&frame);
         return;
     }
+    if (highlightMouse)
+        highlightPainter.paint(frame);
     {
         QMutexLocker lock(&queueLock);
         if (queued < kMaxQueuedFrames && sourceContext) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "FFmpegResources.h"
+#include "HighlightPainter.h"
 #include "MediaParams.h"
 
 #include <QMutex>
@@ -11,6 +12,8 @@
 // Turns captured frames into H.264 packets. passVideoToEnc runs on the GUI
 // thread and feeds the filter graph (at most 16 frames stand in it); the run
 // loop drains the graph, encodes, and emits every packet by frameEncoded.
+// With highlightMouse the highlight boxes a frame carries are painted onto it
+// on its way into the graph.
 class ffmpegVideoEnc : public QThread {
     Q_OBJECT
 public:
@@ -67,4 +70,6 @@ private:
     int encodeFrame(AVFrame* frame);
     bool takePacket(AVPacket* packet);
     void flushEncoder();
+
+    HighlightPainter highlightPainter;
 };

@@ -216,6 +216,10 @@ signals:
     void playerFileUploaded(uint file_id);
     void hideImageEditorDialogSignal(int id);
     void showPopupSignal(Common::MsgType msg, QString description);
+    // The share link of an uploaded recording has arrived from the service.
+    // Emitted by the upload work; a command-line recording that is uploaded
+    // waits for it before the program ends.
+    void shareLinkReady(uint file_id, QString url);
 
 private:
     ISettingsReader* settings() const;

@@ -212,11 +212,11 @@ void AppController::startStreamingSkin()
     coder->uploadWhileRecording = isAutoUploadActive();
     coder->highlightMouse = settings()->readSettingBool("mouse_highlight");
 
+    // The codec comes from the settings as it stands: an empty name is the
+    // encoder's own default, and "auto" passes on as text while there is no
+    // capability table (vcodecTest) to choose from.
     QSettings store;
-    QString codec = store.value("use_vcodec", "").toString();
-    if (codec.isEmpty())
-        codec = QStringLiteral("libx264");
-    coder->vcodecName = codec;
+    coder->vcodecName = store.value("use_vcodec", "").toString();
     coder->vcodecHwaccel = store.value("use_vcodec_hwaccel", "false").toBool();
     coder->vcodecQuality = store.value("use_vcodec_quality", -1).toInt();
     coder->ddagrabInput = store.value("use_vinput_ddagrab", "false").toBool();

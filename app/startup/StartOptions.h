@@ -1,5 +1,8 @@
 #pragma once
 
+#include "RecordingRequest.h"
+
+#include <QString>
 #include <QStringList>
 
 // What the command line and the environment say about this start.
@@ -10,6 +13,10 @@ struct StartOptions
     bool rmOldVersion = false;
     bool webDebug = false;
     bool console = false;
+    // -record X,Y,W,H [-duration S] [-exit-when-done]
+    RecordingRequest record;
+    // One line that says what is wrong with the command line; empty when nothing is.
+    QString error;
 
     // Reads the flags (matched exactly against the arguments) and the
     // KVD_ORLUNE_* variables, setting those variables back to "0" so that

@@ -1,7 +1,9 @@
 #include "Startup.h"
 
 #include "AppController.h"
+#include "CommandLineRecording.h"
 #include "CrashReport.h"
+#include "DisplayProbe.h"
 #include "Endpoints.h"
 #include "FvUpdater.h"
 #include "Logging.h"
@@ -24,6 +26,8 @@
 #include <QThread>
 #include <QTimer>
 #include <QUrl>
+
+#include <memory>
 
 namespace {
 const char* const kVersion = "5.0.31";
@@ -93,6 +97,28 @@ void connectSignals(QtSingleApplication* app, AppController* controller)
     QObject::connect(updater, &FvUpdater::logUploadFinished, controller, &AppController::openClickUpReportForm);
 }
 
+QStringList argumentsOf(int argc, char** argv)
+{
+    QStringList arguments;
+    for (int i = 0; i < argc; ++i)
+        arguments << QString::fromLocal8Bit(argv[i]);
+    return arguments;
+}
+
+// What can be said against a command-line recording before anything of this
+// start exists: a malformed request, or no X display to record from.
+// Returns the exit status, 0 when the start may go on.
+int refuseBadRecordingRequest(const StartOptions& options)
+{
+    QString why = options.error;
+    if (why.isEmpty() && options.record.requested)
+        canReachDisplay(why);
+    if (why.isEmpty())
+        return 0;
+    CommandLineRecording::printError(why);
+    return CommandLineRecording::kBadRequest;
+}
+
 void setCrashReportUser(SettingsManager* settings)
 {
     CrashReport::removeUser();
@@ -127,6 +153,13 @@ int runController(QtSingleApplication* app, const StartOptions& options)
     QTimer::singleShot(2000, FvUpdater::sharedUpdater(), &FvUpdater::CheckForUpdatesSilent);
     g_application = app;
     controller.runTasks();
+
+    // A recording asked for on the command line starts once the event loop runs.
+    std::unique_ptr<CommandLineRecording> commandLine;
+    if (options.record.requested) {
+        commandLine = std::make_unique<CommandLineRecording>(&controller, options.record);
+        QTimer::singleShot(0, commandLine.get(), &CommandLineRecording::start);
+    }
     QObject::connect(app, &QCoreApplication::aboutToQuit, &controller, &AppController::slotAboutToQuit);
 
     // Never freed: native events may arrive until the application object goes.
@@ -137,17 +170,24 @@ int runController(QtSingleApplication* app, const StartOptions& options)
     SleepWatcher sleepWatcher(&controller);
     sleepWatcher.start();
     TermSignalHandler termHandler(&controller);
+    if (commandLine)
+        termHandler.setFirstResponder([&commandLine] { return commandLine->stopForSignal(); });
     termHandler.install();
 
     const int status = app->exec();
     app->removeNativeEventFilter(nativeFilter);
-    return status;
+    return commandLine ? commandLine->exitStatus(status) : status;
 }
 } // namespace
 
 int runOrlune(int argc, char** argv)
 {
     setIdentity();
+    // Read before anything else, so that a command line that can't be served
+    // ends this start before it leaves any trace.
+    const StartOptions options = StartOptions::fromArgumentsAndEnvironment(argumentsOf(argc, argv));
+    if (const int refused = refuseBadRecordingRequest(options))
+        return refused;
     const QString logFileName = Logging::logFileName();
 
     const QStringList dataLocations = QStandardPaths::standardLocations(QStandardPaths::AppLocalDataLocation);
@@ -164,7 +204,15 @@ int runOrlune(int argc, char** argv)
     QCoreApplication::addLibraryPath(appDir + QStringLiteral("/orlune"));
     QCoreApplication::addLibraryPath(appDir + QStringLiteral("/"));
 
-    const StartOptions options = StartOptions::fromArgumentsAndEnvironment(QCoreApplication::arguments());
+    const QString offScreen =
+        options.record.requested ? CommandLineRecording::screenProblem(options.record.rect) : QString();
+    if (!offScreen.isEmpty()) {
+        CommandLineRecording::printError(offScreen);
+        delete app;
+        CrashReport::close();
+        return CommandLineRecording::kBadRequest;
+    }
+
     if (options.delayed) {
         qDebug() << "[main]: running after 10 seconds of delay due it's after restart...";
         QThread::sleep(6);
@@ -172,16 +220,23 @@ int runOrlune(int argc, char** argv)
 
     if (app->sendMessage(QStringLiteral("Wake up!"), 5000)) {
         if (!options.delayed) {
+            // The running copy opens its settings; a recording can't be made beside it.
+            if (options.record.requested)
+                CommandLineRecording::printError(
+                    QStringLiteral("another copy of Orlune is running; -record needs it closed"));
             delete app;
             CrashReport::close();
-            return 0;
+            return options.record.requested ? CommandLineRecording::kBadRequest : 0;
         }
         qDebug() << "[main]: Faily!!! Prevous app is not yet stopped! Wait 10 sec's more...";
         QThread::sleep(10);
     }
 
-    // -console needs nothing here: log lines always reach stderr as well.
+    // -console needs nothing here: log lines reach stderr as well, except
+    // while a command-line recording keeps the console for its results and errors.
     Logging::openLogFile(dataFolder, logFileName);
+    if (options.record.requested && !options.console)
+        Logging::setConsoleEcho(false);
 
     SettingsManager* settings = SettingsManager::instance();
     FvUpdater::init(settings, settings);

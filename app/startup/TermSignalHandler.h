@@ -2,6 +2,8 @@
 
 #include <QObject>
 
+#include <functional>
+
 class AppController;
 class QSocketNotifier;
 
@@ -18,6 +20,10 @@ public:
 
     // Installs the signal handlers. False when the wake-up pipe can't be made.
     bool install();
+    // Asked first when a signal arrives; returning true means it has taken
+    // over the ending (a command-line recording that finalizes its file
+    // before it quits). A further signal quits at once.
+    void setFirstResponder(std::function<bool()> responder);
 
 private Q_SLOTS:
     void handleSignal();
@@ -26,4 +32,6 @@ private:
     AppController* m_controller;
     QSocketNotifier* m_notifier = nullptr;
     bool m_quitting = false;
+    std::function<bool()> m_firstResponder;
+    bool m_responded = false;
 };

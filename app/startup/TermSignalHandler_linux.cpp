@@ -54,6 +54,11 @@ bool TermSignalHandler::install()
     return true;
 }
 
+void TermSignalHandler::setFirstResponder(std::function<bool()> responder)
+{
+    m_firstResponder = std::move(responder);
+}
+
 void TermSignalHandler::handleSignal()
 {
     char byte = 0;
@@ -62,6 +67,10 @@ void TermSignalHandler::handleSignal()
     qDebug() << "[main]: signal" << static_cast<int>(byte) << "received, quitting";
     if (m_quitting || !m_controller)
         return;
+    if (!m_responded && m_firstResponder && m_firstResponder()) {
+        m_responded = true;
+        return;
+    }
     m_quitting = true;
     m_controller->quit();
 }

@@ -1,6 +1,8 @@
 // The real orlune program from an empty home: first start, second start,
 // TERM, and a start after it. Checked from outside with QSettings on the
 // store file, the log file and the sqlite3 tool.
+#include "OrluneProcess.h"
+
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
@@ -26,65 +28,6 @@ const QString kSettingsKeys[] = {
     // blackhole_driver_type has no default and is never read at start.
 };
 
-QString orluneBin()
-{
-    return qEnvironmentVariable("ORLUNE_BIN");
-}
-
-QString configFile()
-{
-    return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation)
-        + QStringLiteral("/Halvenmoor/orlune.conf");
-}
-
-QString dataFolder()
-{
-    return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation)
-        + QStringLiteral("/Halvenmoor/orlune");
-}
-
-QStringList logFiles()
-{
-    return QDir(dataFolder()).entryList({ QStringLiteral("LOG_*.log") }, QDir::Files, QDir::Name);
-}
-
-QString readLog(const QString& name)
-{
-    QFile f(dataFolder() + QLatin1Char('/') + name);
-    return f.open(QIODevice::ReadOnly) ? QString::fromLocal8Bit(f.readAll()) : QString();
-}
-
-QString sqlite(const QString& db, const QString& sql)
-{
-    QProcess p;
-    p.start(QStringLiteral("sqlite3"), { db, sql });
-    p.waitForFinished(10000);
-    return QString::fromUtf8(p.readAllStandardOutput()).trimmed();
-}
-
-// Polls until the condition holds or the time is up.
-template <typename F>
-bool waitFor(F cond, int timeoutMs)
-{
-    QElapsedTimer t;
-    t.start();
-    while (!cond()) {
-        if (t.elapsed() > timeoutMs)
-            return false;
-        QTest::qWait(200);
-    }
-    return true;
-}
-
-// The newest log file that was not there before.
-QString newLogSince(const QStringList& before)
-{
-    for (const QString& f : logFiles())
-        if (!before.contains(f))
-            return f;
-    return QString();
-}
-
 class Orlune
 {
 public:
@@ -92,12 +35,8 @@ public:
     {
         // A temp folder of this test's own: the single-instance lock and socket
         // live there, so copies started by other tests can't answer ours.
-        const QString tmp = QDir::homePath() + QStringLiteral("/tmp");
-        QDir().mkpath(tmp);
-        env.insert(QStringLiteral("TMPDIR"), tmp);
-        proc.setProcessEnvironment(env);
-        proc.setProcessChannelMode(QProcess::SeparateChannels);
-        proc.start(orluneBin());
+        env.insert(QStringLiteral("TMPDIR"), orluneEnvironment().value(QStringLiteral("TMPDIR")));
+        startOrlune(proc, {}, env);
     }
     ~Orlune()
     {
@@ -126,30 +65,30 @@ private slots:
     {
         QVERIFY2(QFile::exists(orluneBin()), "ORLUNE_BIN must name the orlune program");
         QVERIFY2(!QStandardPaths::findExecutable(QStringLiteral("sqlite3")).isEmpty(), "sqlite3 is needed");
-        QVERIFY2(!QFile::exists(dataFolder()), "the home must be empty");
+        QVERIFY2(!QFile::exists(orluneDataFolder()), "the home must be empty");
     }
 
     void firstStartSecondStartTermAndRestart()
     {
-        const QString db = dataFolder() + QStringLiteral("/orlune.sqlite");
+        const QString db = orluneDataFolder() + QStringLiteral("/orlune.sqlite");
 
         // First start in an empty home.
         auto first = std::make_unique<Orlune>();
         QVERIFY(first->proc.waitForStarted(5000));
         QString firstLog;
-        QVERIFY2(waitFor([&] {
+        QVERIFY2(waitUntil([&] {
                      firstLog = newLogSince({});
                      return reachedEventLoop(firstLog) && QFile::exists(db)
-                         && sqlite(db, QStringLiteral("PRAGMA user_version;")) == QLatin1String("58");
+                         && sqlite3(db, QStringLiteral("PRAGMA user_version;")) == QLatin1String("58");
                  }, 60000),
                  "the first copy did not get ready");
 
         // The store holds every key of the settings table.
-        QSettings store(configFile(), QSettings::NativeFormat);
+        QSettings store(orluneConfigFile(), QSettings::NativeFormat);
         QCOMPARE(store.status(), QSettings::NoError);
         for (const QString& key : kSettingsKeys)
             QVERIFY2(store.contains(key), qPrintable(QStringLiteral("missing key ") + key));
-        QCOMPARE(store.value(QStringLiteral("settings_path")).toString(), dataFolder());
+        QCOMPARE(store.value(QStringLiteral("settings_path")).toString(), orluneDataFolder());
 
         // One log per start, named from the start time; bare tagged lines.
         QVERIFY(QRegularExpression(QStringLiteral("^LOG_\\d{4}\\.\\d{2}\\.\\d{2}_\\d{2}\\.\\d{2}\\.\\d{2}\\.log$"))
@@ -173,7 +112,7 @@ private slots:
                      .isEmpty());
 
         // The library, checked with the sqlite3 tool.
-        QCOMPARE(sqlite(db, QStringLiteral("select name from sqlite_master where type='table' order by name;"))
+        QCOMPARE(sqlite3(db, QStringLiteral("select name from sqlite_master where type='table' order by name;"))
                      .split(QLatin1Char('\n')),
                  QStringList({ "deletion_queue", "files", "segments" }));
 
@@ -184,11 +123,11 @@ private slots:
             QCOMPARE(second.proc.exitStatus(), QProcess::NormalExit);
             QCOMPARE(second.proc.exitCode(), 0);
         }
-        QVERIFY(waitFor([&] {
+        QVERIFY(waitUntil([&] {
             const QString log = readLog(firstLog);
             return log.contains(QStringLiteral("got msg")) && log.contains(QStringLiteral("Wake up!"));
         }, 5000));
-        QCOMPARE(logFiles().size(), 1);
+        QCOMPARE(logNames().size(), 1);
         QCOMPARE(first->proc.state(), QProcess::Running);
 
         // TERM ends the first copy through its normal quit.
@@ -202,14 +141,14 @@ private slots:
         // A restart after an update (delayed) with no old copy left: it waits
         // 6 seconds, then becomes the owner; nothing of the old copy blocks it.
         QTest::qWait(1100); // a log name of its own
-        const QStringList before = logFiles();
+        const QStringList before = logNames();
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.insert(QStringLiteral("KVD_ORLUNE_DELAYED"), QStringLiteral("1"));
         QElapsedTimer sinceStart;
         sinceStart.start();
         Orlune next(env);
         QString nextLog;
-        QVERIFY2(waitFor([&] {
+        QVERIFY2(waitUntil([&] {
                      nextLog = newLogSince(before);
                      return reachedEventLoop(nextLog);
                  }, 60000),
@@ -226,7 +165,7 @@ private slots:
             QVERIFY(another.proc.waitForFinished(6000));
             QCOMPARE(another.proc.exitCode(), 0);
         }
-        QVERIFY(waitFor([&] { return readLog(nextLog).contains(QStringLiteral("got msg")); }, 5000));
+        QVERIFY(waitUntil([&] { return readLog(nextLog).contains(QStringLiteral("got msg")); }, 5000));
 
         next.terminate();
         QVERIFY(next.proc.waitForFinished(10000));

@@ -14,6 +14,7 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -187,6 +188,10 @@ private slots:
             QSKIP("setpriv is not installed");
         const QStringList asNobody = { setpriv, QStringLiteral("--reuid=65534"), QStringLiteral("--regid=65534"),
                                        QStringLiteral("--clear-groups") };
+
+        // The test's private temp folder is shared the way /tmp is, so the
+        // other user can make its lock file there too.
+        QCOMPARE(::chmod(QFile::encodeName(QDir::tempPath()).constData(), 01777), 0);
 
         Listener mine;
         QVERIFY(mine.waitForLine(QStringLiteral("listening")));

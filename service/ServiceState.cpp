@@ -1,0 +1,18 @@
+#include "ServiceState.h"
+
+#include "HttpRequest.h"
+
+#include <QDateTime>
+#include <QJsonObject>
+
+void ServiceState::record(const HttpRequest& request, int status)
+{
+    journal.append(QJsonObject{{"time", QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs)},
+                               {"method", QString::fromLatin1(request.method)},
+                               {"target", QString::fromLatin1(request.target)},
+                               {"user_agent", QString::fromLatin1(request.header("user-agent"))},
+                               {"body_size", request.body.size()},
+                               {"status", status}});
+    while (journal.size() > journalLimit)
+        journal.removeFirst();
+}

@@ -1,0 +1,225 @@
+// The pointer highlight without a screen: the frame-by-frame rules that turn
+// pointer metadata into highlight boxes, and the painting of those boxes onto
+// packed RGB pictures.
+
+#include "FFmpegResources.h"
+#include "HighlightPainter.h"
+#include "MouseHighlight.h"
+
+#include <QtTest>
+#include <vector>
+
+extern "C" {
+#include <libavutil/detection_bbox.h>
+#include <libavutil/frame.h>
+}
+
+namespace {
+struct Box {
+    int x, y, w, h;
+    bool operator==(const Box& o) const { return x == o.x && y == o.y && w == o.w && h == o.h; }
+};
+
+char* toString(const std::vector<Box>& boxes)
+{
+    QByteArray text;
+    for (const Box& b : boxes)
+        text += QString::asprintf("(%d,%d,%d,%d)", b.x, b.y, b.w, b.h).toLatin1();
+    return qstrdup(text.isEmpty() ? "none" : text.constData());
+}
+
+std::vector<Box> boxesOf(const AVFrame* frame)
+{
+    std::vector<Box> boxes;
+    const AVFrameSideData* sd = av_frame_get_side_data(frame, AV_FRAME_DATA_DETECTION_BBOXES);
+    if (!sd)
+        return boxes;
+    const auto* header = reinterpret_cast<const AVDetectionBBoxHeader*>(sd->data);
+    for (uint32_t i = 0; i < header->nb_bboxes; ++i) {
+        const AVDetectionBBox* b = av_get_detection_bbox(header, i);
+        boxes.push_back({b->x, b->y, b->w, b->h});
+    }
+    return boxes;
+}
+
+// Runs one frame of the given size with the given pointer through the rules.
+// x == INT_MIN leaves the frame without pointer metadata.
+std::vector<Box> step(MouseHighlight& highlight, int x, int y, int state, int width = 320, int height = 240)
+{
+    FramePtr frame(av_frame_alloc());
+    frame->width = width;
+    frame->height = height;
+    if (x != INT_MIN)
+        MouseHighlight::setPointerMetadata(frame.get(), x, y, state);
+    highlight.apply(frame.get());
+    return boxesOf(frame.get());
+}
+
+using Boxes = std::vector<Box>;
+const Boxes kNone;
+Boxes plain(int x, int y) { return {{x, y, 24, 0}}; }
+Boxes pressed(int x, int y) { return {{x, y, 28, 0}, {x, y, 34, 2}}; }
+Boxes ring(int x, int y, int w) { return {{x, y, w, 2}}; }
+
+// A black picture of the given packed format.
+FramePtr blackFrame(AVPixelFormat format, int width = 100, int height = 100)
+{
+    FramePtr frame(av_frame_alloc());
+    frame->format = format;
+    frame->width = width;
+    frame->height = height;
+    if (av_frame_get_buffer(frame.get(), 0) < 0)
+        return nullptr;
+    for (int y = 0; y < height; ++y)
+        memset(frame->data[0] + y * frame->linesize[0], 0, size_t(frame->linesize[0]));
+    return frame;
+}
+
+void addBox(AVFrame* frame, int x, int y, int w, int h)
+{
+    AVDetectionBBoxHeader* header = av_detection_bbox_create_side_data(frame, 1);
+    AVDetectionBBox* box = av_get_detection_bbox(header, 0);
+    box->x = x;
+    box->y = y;
+    box->w = w;
+    box->h = h;
+}
+
+// Red, green and blue of a bgr0 pixel.
+QColor bgr0At(const AVFrame* frame, int x, int y)
+{
+    const uint8_t* p = frame->data[0] + y * frame->linesize[0] + x * 4;
+    return QColor(p[2], p[1], p[0]);
+}
+} // namespace
+
+class TestMouseHighlight : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void restingPointerFadesAfterTwelveFrames();
+    void clickShowsPressedStateThenGrowingRing();
+    void pointerOutsideThePictureGetsNothing();
+    void hotSpotBitShiftsTheCircle();
+    void paintsHalfYellowDiscAndHollowRing();
+    void paintsOnlyItsOwnCopyOfASharedFrame();
+    void leavesOtherFormatsAlone();
+};
+
+void TestMouseHighlight::restingPointerFadesAfterTwelveFrames()
+{
+    MouseHighlight highlight;
+    highlight.reset();
+    for (int i = 0; i < MouseHighlight::kIdleFrames; ++i)
+        QCOMPARE(step(highlight, 100, 50, 0), plain(100, 50));
+    QCOMPARE(step(highlight, 100, 50, 0), kNone);
+    QCOMPARE(step(highlight, 100, 50, 0), kNone);
+    // Moving brings it back at the new place.
+    QCOMPARE(step(highlight, 101, 50, 0), plain(101, 50));
+    QCOMPARE(step(highlight, 101, 60, 0), plain(101, 60));
+}
+
+void TestMouseHighlight::clickShowsPressedStateThenGrowingRing()
+{
+    MouseHighlight highlight;
+    highlight.reset();
+    for (int i = 0; i < 20; ++i)
+        step(highlight, 100, 50, 0);
+    QCOMPARE(step(highlight, 100, 50, 0), kNone);
+    // A click on the resting pointer: the right button counts as much as the left.
+    QCOMPARE(step(highlight, 100, 50, 2), pressed(100, 50));
+    QCOMPARE(step(highlight, 100, 50, 1), pressed(100, 50));
+    // Released while moving on: the ring stays where the click was.
+    QCOMPARE(step(highlight, 110, 55, 0), ring(100, 50, 32));
+    for (int w = 34; w <= 42; w += 2)
+        QCOMPARE(step(highlight, 110, 55, 0), ring(100, 50, w));
+    QCOMPARE(step(highlight, 110, 55, 0), plain(110, 55));
+}
+
+void TestMouseHighlight::pointerOutsideThePictureGetsNothing()
+{
+    MouseHighlight highlight;
+    highlight.reset();
+    QCOMPARE(step(highlight, -5, 20, 0), kNone);
+    QCOMPARE(step(highlight, 20, -1, 1), kNone);
+    QCOMPARE(step(highlight, 320, 20, 0), kNone);
+    QCOMPARE(step(highlight, 20, 240, 0), kNone);
+    QCOMPARE(step(highlight, INT_MIN, 0, 0), kNone);
+    // Back inside, on the last row and column.
+    QCOMPARE(step(highlight, 319, 239, 0), plain(319, 239));
+    // A press outside leaves no ring behind.
+    QCOMPARE(step(highlight, 400, 20, 1), kNone);
+    QCOMPARE(step(highlight, 300, 20, 0), plain(300, 20));
+}
+
+void TestMouseHighlight::hotSpotBitShiftsTheCircle()
+{
+    MouseHighlight highlight;
+    highlight.reset();
+    QCOMPARE(step(highlight, 100, 50, 4), plain(110, 60));
+    QCOMPARE(step(highlight, 100, 50, 4 | 1), pressed(110, 60));
+    QCOMPARE(step(highlight, 100, 50, 4), ring(110, 60, 32));
+}
+
+void TestMouseHighlight::paintsHalfYellowDiscAndHollowRing()
+{
+    HighlightPainter painter;
+    FramePtr disc = blackFrame(AV_PIX_FMT_BGR0);
+    QVERIFY(disc);
+    addBox(disc.get(), 50, 50, 24, 0);
+    QVERIFY(painter.paint(disc.get()));
+    QCOMPARE(bgr0At(disc.get(), 50, 50), QColor(128, 128, 0));
+    QCOMPARE(bgr0At(disc.get(), 50 + 23, 50), QColor(128, 128, 0));
+    QCOMPARE(bgr0At(disc.get(), 50, 50 - 23), QColor(128, 128, 0));
+    QCOMPARE(bgr0At(disc.get(), 50 + 26, 50), QColor(0, 0, 0));
+    QCOMPARE(bgr0At(disc.get(), 50 + 18, 50 + 18), QColor(0, 0, 0)); // beyond the radius on the diagonal
+    QVERIFY(!av_frame_get_side_data(disc.get(), AV_FRAME_DATA_DETECTION_BBOXES));
+    QVERIFY(!painter.paint(disc.get())); // nothing left to paint
+
+    // An outline of 2 at radius 34: hollow inside, and cut at the picture's edge.
+    FramePtr ring = blackFrame(AV_PIX_FMT_BGR0);
+    addBox(ring.get(), 80, 50, 34, 2);
+    QVERIFY(painter.paint(ring.get()));
+    QCOMPARE(bgr0At(ring.get(), 80, 50), QColor(0, 0, 0));
+    QCOMPARE(bgr0At(ring.get(), 80 - 28, 50), QColor(0, 0, 0));
+    QCOMPARE(bgr0At(ring.get(), 80 - 33, 50), QColor(128, 128, 0));
+    QCOMPARE(bgr0At(ring.get(), 80, 50 + 33), QColor(128, 128, 0));
+    QCOMPARE(bgr0At(ring.get(), 80 - 37, 50), QColor(0, 0, 0));
+
+    // Byte order follows the format: red first in rgba, alpha untouched.
+    FramePtr rgba = blackFrame(AV_PIX_FMT_RGBA);
+    addBox(rgba.get(), 10, 10, 5, 0);
+    QVERIFY(painter.paint(rgba.get()));
+    const uint8_t* p = rgba->data[0] + 10 * rgba->linesize[0] + 10 * 4;
+    QCOMPARE(QList<int>({p[0], p[1], p[2], p[3]}), QList<int>({128, 128, 0, 0}));
+}
+
+void TestMouseHighlight::paintsOnlyItsOwnCopyOfASharedFrame()
+{
+    HighlightPainter painter;
+    FramePtr original = blackFrame(AV_PIX_FMT_BGRA);
+    FramePtr shared(av_frame_clone(original.get()));
+    addBox(shared.get(), 50, 50, 24, 0);
+    QVERIFY(painter.paint(shared.get()));
+    QCOMPARE(shared->data[0][50 * shared->linesize[0] + 50 * 4 + 1], uint8_t(128));
+    QCOMPARE(original->data[0][50 * original->linesize[0] + 50 * 4 + 1], uint8_t(0));
+}
+
+void TestMouseHighlight::leavesOtherFormatsAlone()
+{
+    QVERIFY(HighlightPainter::canPaint(AV_PIX_FMT_BGR0));
+    QVERIFY(HighlightPainter::canPaint(AV_PIX_FMT_RGB24));
+    QVERIFY(!HighlightPainter::canPaint(AV_PIX_FMT_YUV420P));
+    QVERIFY(!HighlightPainter::canPaint(AV_PIX_FMT_RGB565LE));
+    HighlightPainter painter;
+    FramePtr frame = blackFrame(AV_PIX_FMT_YUV420P);
+    addBox(frame.get(), 50, 50, 24, 0);
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression("mouse highlight cannot be painted on pixel format.*yuv420p"));
+    QVERIFY(!painter.paint(frame.get()));
+    QCOMPARE(frame->data[0][50 * frame->linesize[0] + 50], uint8_t(0));
+    QVERIFY(!av_frame_get_side_data(frame.get(), AV_FRAME_DATA_DETECTION_BBOXES));
+}
+
+QTEST_APPLESS_MAIN(TestMouseHighlight)
+#include "test_mouse_highlight.moc"

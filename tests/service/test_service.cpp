@@ -1,0 +1,416 @@
+// The reference service as the program meets it: a separate process on a
+// loopback port, spoken to over HTTP only.
+#include "ServiceProcess.h"
+
+#include <QCryptographicHash>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QNetworkReply>
+#include <QRandomGenerator>
+#include <QTcpSocket>
+#include <QTemporaryDir>
+#include <QtTest>
+
+namespace {
+
+QByteArray md5(const QByteArray& data)
+{
+    return QCryptographicHash::hash(data, QCryptographicHash::Md5).toHex();
+}
+
+QByteArray randomBytes(qsizetype size, quint32 seed)
+{
+    QRandomGenerator gen(seed);
+    QByteArray data(size, Qt::Uninitialized);
+    for (char& c : data)
+        c = static_cast<char>(gen.bounded(256));
+    return data;
+}
+
+} // namespace
+
+class TestService : public QObject
+{
+    Q_OBJECT
+
+private:
+    // One range as the program's uploader sends it.
+    ServiceProcess::Reply upload(quint32 fileId, const QByteArray& bytes, qint64 startPos, qint64 fullSize,
+                                 bool finalized, const QString& previewExt = {},
+                                 const QByteArray& md5Override = {})
+    {
+        QUrlQuery q;
+        q.addQueryItem("file_name", "rec.mp4");
+        q.addQueryItem("file_pseudoname", "My recording");
+        q.addQueryItem("file_id", QString::number(fileId));
+        q.addQueryItem("segment_id", "0");
+        q.addQueryItem("file_preview_ext", previewExt);
+        q.addQueryItem("finalized", finalized ? "1" : "0");
+        q.addQueryItem("start_pos", QString::number(startPos));
+        q.addQueryItem("length", QString::number(bytes.size()));
+        q.addQueryItem("fullsize", QString::number(fullSize));
+        q.addQueryItem("file_segments_count", "0");
+        q.addQueryItem("bits", "64");
+        q.addQueryItem("os", "win");
+        q.addQueryItem("md5val", QString::fromLatin1(md5Override.isEmpty() ? md5(bytes) : md5Override));
+        for (const auto& item : ServiceProcess::credentials(alice).queryItems(QUrl::FullyEncoded))
+            q.addQueryItem(item.first, item.second);
+        q.addQueryItem("upload_key", uploadKey);
+        return service->post(uploadPath + "?" + q.toString(QUrl::FullyEncoded), bytes);
+    }
+
+    // Uploads a whole file in one finalized range and returns its short link path.
+    QString uploadComplete(quint32 fileId, const QByteArray& data)
+    {
+        const auto r = upload(fileId, data, 0, data.size(), true);
+        if (!r.has("X-KVD-Uploaded"))
+            return {};
+        QUrlQuery q;
+        q.addQueryItem("file_id", QString::number(fileId));
+        return QUrl(service->api("get_short_url", alice, q).value("short_url")).path();
+    }
+
+    QJsonArray adminFiles() { return QJsonDocument::fromJson(service->get("/admin/files").body).array(); }
+
+    void arm(const QString& query)
+    {
+        const auto r = service->post("/admin/fault?" + query, {});
+        QVERIFY2(r.status == 200, r.body.constData());
+    }
+
+    QTemporaryDir dataDir;
+    std::unique_ptr<ServiceProcess> service;
+    ServiceProcess::Account alice;
+    QString uploadPath;
+    QString uploadKey;
+
+private slots:
+    void initTestCase()
+    {
+        QVERIFY(dataDir.isValid());
+        service = std::make_unique<ServiceProcess>(dataDir.path());
+        QString output;
+        alice = service->createAccount("alice", &output);
+        QCOMPARE(alice.login, QString("alice"));
+        QCOMPARE(alice.token.size(), 40);
+        QVERIFY(!alice.salt.isEmpty());
+        // A login is handed out once; the failed second attempt prints nothing on stdout.
+        QVERIFY(service->createAccount("alice", &output).login.isEmpty());
+        QVERIFY(output.isEmpty());
+        QVERIFY(service->start());
+
+        const auto reply = service->api("get_upload_url", alice);
+        QCOMPARE(reply.value("result"), QString("OK"));
+        const QUrl uploadUrl(reply.value("upload_url"));
+        QCOMPARE(uploadUrl.host(), QString("127.0.0.1"));
+        uploadPath = uploadUrl.path();
+        uploadKey = reply.value("upload_key");
+        QVERIFY(!uploadKey.isEmpty());
+    }
+
+    void getUserChecksTheSignature()
+    {
+        ServiceProcess::Reply raw;
+        auto reply = service->api("get_user", alice, {}, &raw);
+        QCOMPARE(raw.status, 200);
+        QCOMPARE(reply.value("result"), QString("OK"));
+        QCOMPARE(reply.value("name"), QString("alice"));
+
+        ServiceProcess::Account wrongSalt = alice;
+        wrongSalt.salt = "not-the-salt";
+        reply = service->api("get_user", wrongSalt);
+        QCOMPARE(reply.value("result"), QString("ERROR"));
+        QCOMPARE(reply.value("message"), QString("NOT AUTHORIZED!"));
+
+        ServiceProcess::Account stranger = alice;
+        stranger.token = "unknown";
+        reply = service->api("get_user", stranger);
+        QCOMPARE(reply.value("result"), QString("ERROR"));
+        QCOMPARE(reply.value("message"), QString("INVALID TOKEN!"));
+    }
+
+    void uploadInRangesAndShare()
+    {
+        const QByteArray data = randomBytes(2500000, 7);
+        const quint32 fileId = 3000000001u;
+        QByteArray serverId;
+        for (qint64 pos = 0; pos < data.size(); pos += 1048576) {
+            const QByteArray range = data.mid(pos, 1048576);
+            const bool last = pos + range.size() == data.size();
+            // While "recording", the announced size is what exists so far.
+            const auto r = upload(fileId, range, pos, last ? data.size() : pos + range.size(), last);
+            QCOMPARE(r.status, 200);
+            QVERIFY(r.has("X-KVD-SegmentOK"));
+            QCOMPARE(r.has("X-KVD-Uploaded"), last);
+            QVERIFY(!r.header("X-KVD-SrvID").isEmpty());
+            QVERIFY(serverId.isEmpty() || serverId == r.header("X-KVD-SrvID"));
+            serverId = r.header("X-KVD-SrvID");
+        }
+        const QByteArray preview = randomBytes(5000, 8);
+        auto r = upload(fileId, preview, 0, preview.size(), false, "jpg");
+        QCOMPARE(r.status, 200);
+        QVERIFY(r.has("X-KVD-Uploaded"));
+
+        // A body that does not match its MD5 is refused and changes nothing.
+        r = upload(fileId, preview, 0, preview.size(), false, "jpg", md5("other"));
+        QCOMPARE(r.status, 400);
+
+        QUrlQuery q;
+        q.addQueryItem("file_id", QString::number(fileId));
+        const QString link = QUrl(service->api("get_short_url", alice, q).value("short_url")).path();
+        QVERIFY(link.startsWith("/s/"));
+        r = service->get(link);
+        QCOMPARE(r.status, 200);
+        QCOMPARE(r.header("Content-Type"), QByteArray("video/mp4"));
+        QVERIFY(r.body == data);
+        r = service->get(link, {{"Range", "bytes=1000000-1999999"}});
+        QCOMPARE(r.status, 206);
+        QCOMPARE(r.header("Content-Range"), QByteArray("bytes 1000000-1999999/2500000"));
+        QVERIFY(r.body == data.mid(1000000, 1000000));
+        r = service->get(link, {{"Range", "bytes=-100"}});
+        QCOMPARE(r.status, 206);
+        QVERIFY(r.body == data.right(100));
+        r = service->get(link + "/preview");
+        QVERIFY(r.body == preview);
+
+        const QJsonArray files = adminFiles();
+        const auto stored = std::find_if(files.begin(), files.end(), [&](const QJsonValue& v) {
+            return v.toObject().value("file_id").toDouble() == fileId;
+        });
+        QVERIFY(stored != files.end());
+        QCOMPARE(stored->toObject().value("md5").toString().toLatin1(), md5(data));
+        QCOMPARE(stored->toObject().value("preview_md5").toString().toLatin1(), md5(preview));
+        QCOMPARE(stored->toObject().value("size").toDouble(), 2500000.0);
+
+        // The journal shows the requests as they came, user agent included.
+        const QJsonArray journal = QJsonDocument::fromJson(service->get("/admin/requests").body).array();
+        QVERIFY(std::any_of(journal.begin(), journal.end(), [](const QJsonValue& v) {
+            return v.toObject().value("target").toString().contains("md5val=") &&
+                   v.toObject().value("user_agent").toString() == "KVD Uploader/5.0.31";
+        }));
+    }
+
+    void rangeAtTheWrongPlaceIsAPositionMismatch()
+    {
+        const QByteArray data = randomBytes(3000, 9);
+        const quint32 fileId = 3000000002u;
+        QCOMPARE(upload(fileId, data.left(1000), 0, 1000, false).status, 200);
+        auto r = upload(fileId, data.mid(2000), 2000, 3000, true);
+        QCOMPARE(r.status, 416);
+        QCOMPARE(r.phrase, QByteArray("Uploaded position mismatch"));
+        QVERIFY(!r.has("X-KVD-FileAction"));
+        QVERIFY(!r.header("X-KVD-SrvID").isEmpty());
+        // The program then sends the file again from the start.
+        r = upload(fileId, data, 0, data.size(), true);
+        QCOMPARE(r.status, 200);
+        QVERIFY(r.has("X-KVD-Uploaded"));
+    }
+
+    void faultSwitches_data()
+    {
+        QTest::addColumn<QString>("fault");
+        QTest::addColumn<bool>("onUpload");
+        QTest::addColumn<int>("status");
+        QTest::addColumn<QByteArray>("header"); // "Name: value", or "-Name" for absent
+        QTest::addColumn<QString>("message");   // expected XML message of an API fault
+
+        QTest::newRow("416 without action")
+            << "name=upload_416" << true << 416 << QByteArray("-X-KVD-FileAction") << "";
+        QTest::newRow("416 with action")
+            << "name=upload_416_action&action=2" << true << 416 << QByteArray("X-KVD-FileAction: 2") << "";
+        QTest::newRow("position mismatch")
+            << "name=upload_position_mismatch" << true << 416 << QByteArray("-X-KVD-FileAction") << "";
+        QTest::newRow("516") << "name=upload_516" << true << 516
+                             << QByteArray("X-Server-Info: This video file is not registered!") << "";
+        QTest::newRow("upload 500") << "name=status_500&target=upload" << true << 500 << QByteArray() << "";
+        QTest::newRow("ERROR result") << "name=api_error&message=Down%20for%20repairs" << false << 200
+                                      << QByteArray() << "Down for repairs";
+        QTest::newRow("invalid token")
+            << "name=invalid_token" << false << 200 << QByteArray() << "INVALID TOKEN!";
+        QTest::newRow("not XML") << "name=not_xml" << false << 200 << QByteArray() << "";
+        QTest::newRow("api 500") << "name=status_500&target=api" << false << 500 << QByteArray() << "";
+    }
+
+    void faultSwitches()
+    {
+        QFETCH(QString, fault);
+        QFETCH(bool, onUpload);
+        QFETCH(int, status);
+        QFETCH(QByteArray, header);
+        QFETCH(QString, message);
+        static quint32 fileId = 3100000000u;
+        const QByteArray data = randomBytes(100, 10);
+        const auto request = [&] {
+            ServiceProcess::Reply r;
+            if (onUpload)
+                r = upload(++fileId, data, 0, data.size(), true);
+            else
+                service->api("get_user", alice, {}, &r);
+            return r;
+        };
+
+        arm(fault + "&count=1");
+        const auto r = request();
+        QCOMPARE(r.status, status);
+        if (fault.contains("position_mismatch"))
+            QCOMPARE(r.phrase, QByteArray("Uploaded position mismatch"));
+        if (header.startsWith('-'))
+            QVERIFY(!r.has(header.mid(1)));
+        else if (!header.isEmpty())
+            QCOMPARE(r.header(header.left(header.indexOf(':'))), header.mid(header.indexOf(':') + 2));
+        if (!onUpload && status == 200) {
+            bool isXml = false;
+            const auto map = ServiceProcess::parseXml(r.body, &isXml);
+            QCOMPARE(isXml, !fault.contains("not_xml"));
+            if (isXml) {
+                QCOMPARE(map.value("result"), QString("ERROR"));
+                QCOMPARE(map.value("message"), message);
+            }
+        }
+        // Used up: the next request is answered normally.
+        const auto next = request();
+        QCOMPARE(next.status, 200);
+        QVERIFY(onUpload ? next.has("X-KVD-Uploaded")
+                         : ServiceProcess::parseXml(next.body).value("result") == "OK");
+    }
+
+    void faultFiltersAndServerChange()
+    {
+        // A fault can wait for one action and leave the others alone.
+        arm("name=api_error&action=get_short_url");
+        QCOMPARE(service->api("get_user", alice).value("result"), QString("OK"));
+        QCOMPARE(service->api("get_short_url", alice).value("message"),
+                 QString("Service is temporarily unavailable"));
+        QVERIFY(QJsonDocument::fromJson(service->get("/admin/faults").body).array().isEmpty());
+
+        const QByteArray data = randomBytes(100, 11);
+        const QByteArray before = upload(3200000001u, data, 0, 100, true).header("X-KVD-SrvID");
+        arm("name=srvid_change");
+        auto r = upload(3200000002u, data, 0, 100, true);
+        QCOMPARE(r.status, 200);
+        const QByteArray changed = r.header("X-KVD-SrvID");
+        QVERIFY(changed != before);
+        arm("name=srvid_change&status=416");
+        r = upload(3200000003u, data, 0, 100, true);
+        QCOMPARE(r.status, 416);
+        QVERIFY(!r.has("X-KVD-FileAction"));
+        QVERIFY(r.header("X-KVD-SrvID") != changed);
+        QCOMPARE(upload(3200000003u, data, 0, 100, true).header("X-KVD-SrvID"), r.header("X-KVD-SrvID"));
+
+        QVERIFY(service->post("/admin/fault?name=no_such_fault", {}).status == 400);
+        QVERIFY(service->post("/admin/fault?name=not_xml&target=upload", {}).status == 400);
+    }
+
+    void stallOutlastsTheClient()
+    {
+        arm("name=stall&action=get_short_url&ms=1500");
+        QElapsedTimer clock;
+        clock.start();
+        // A raw socket, so that no client retry hides what the service does.
+        QTcpSocket socket;
+        socket.connectToHost(QHostAddress::LocalHost, QUrl(service->url("/")).port());
+        QVERIFY(socket.waitForConnected(5000));
+        socket.write("GET /?a=get_short_url HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n");
+        // Other connections are served while this one hangs.
+        QCOMPARE(service->api("get_user", alice).value("result"), QString("OK"));
+        QTRY_VERIFY_WITH_TIMEOUT(socket.state() == QAbstractSocket::UnconnectedState, 10000);
+        QVERIFY(clock.elapsed() >= 1400);
+        QVERIFY(socket.readAll().isEmpty());
+    }
+
+    void deleteFileRemovesFileAndLink()
+    {
+        const quint32 fileId = 3300000001u;
+        const QString link = uploadComplete(fileId, randomBytes(4000, 12));
+        QCOMPARE(service->get(link).status, 200);
+        QUrlQuery q;
+        q.addQueryItem("file_id", QString::number(fileId));
+        QCOMPARE(service->api("delete_file", alice, q).value("result"), QString("OK"));
+        QCOMPARE(service->get(link).status, 404);
+        for (const auto& v : adminFiles())
+            QVERIFY(v.toObject().value("file_id").toDouble() != fileId);
+        QVERIFY(!QFile::exists(dataDir.filePath("files/alice/3300000001.media")));
+        // Asking again: nothing there, and the program may drop its request.
+        const auto again = service->api("delete_file", alice, q);
+        QCOMPARE(again.value("result"), QString("ERROR"));
+        QCOMPARE(again.value("force"), QString("1"));
+    }
+
+    void accountPageSignsUpAndIn()
+    {
+        auto r = service->get("/account");
+        QCOMPARE(r.status, 200);
+        for (const char* needle :
+             {"id=\"signIn\"", "id=\"signUp\"", "invokeApplyNewCredentials(login, token, salt)",
+              "qrc:///qtwebchannel/qwebchannel.js"})
+            QVERIFY2(r.body.contains(needle), needle);
+        QVERIFY(service->get("/qwebchannel.js").body.contains("QWebChannel"));
+
+        r = service->post("/account/signup", "login=bob&password=s%2Bcret",
+                          "application/x-www-form-urlencoded");
+        const QJsonObject created = QJsonDocument::fromJson(r.body).object();
+        QCOMPARE(created.value("result").toString(), QString("OK"));
+        r = service->post("/account/signin", "login=bob&password=wrong", "application/x-www-form-urlencoded");
+        QCOMPARE(QJsonDocument::fromJson(r.body).object().value("result").toString(), QString("ERROR"));
+        r = service->post("/account/signin", "login=bob&password=s%2Bcret",
+                          "application/x-www-form-urlencoded");
+        const QJsonObject signedIn = QJsonDocument::fromJson(r.body).object();
+        QCOMPARE(signedIn.value("token"), created.value("token"));
+        const ServiceProcess::Account bob{"bob", signedIn.value("token").toString(),
+                                          signedIn.value("salt").toString()};
+        QCOMPARE(service->api("get_user", bob).value("name"), QString("bob"));
+
+        // An account closed by the operator is told so.
+        QCOMPARE(service->post("/admin/account?login=bob&status=deleted", {}).status, 200);
+        QCOMPARE(service->api("get_user", bob).value("status"), QString("deleted"));
+    }
+
+    void updateHostAndLogUpload()
+    {
+        QCOMPARE(service->get("/download/check/Appcast.xml").status, 404);
+        QFile feed(dataDir.filePath("Appcast.xml"));
+        QVERIFY(feed.open(QIODevice::WriteOnly));
+        feed.write("<rss/>");
+        feed.close();
+        QCOMPARE(service->get("/download/check/Appcast.xml").body, QByteArray("<rss/>"));
+
+        const QByteArray package = randomBytes(70000, 13);
+        QVERIFY(QDir(dataDir.path()).mkpath("downloads"));
+        QFile zip(dataDir.filePath("downloads/update.zip"));
+        QVERIFY(zip.open(QIODevice::WriteOnly));
+        zip.write(package);
+        zip.close();
+        auto r = service->get("/downloads/update.zip", {{"Range", "bytes=4464-69999"}});
+        QCOMPARE(r.status, 206);
+        QVERIFY(r.body == package.mid(4464));
+        QCOMPARE(service->get("/downloads/update.zip", {{"Range", "bytes=70000-"}}).status, 416);
+        QCOMPARE(service->get("/downloads/..%2Faccounts.json").status, 404);
+
+        const QByteArray logs = randomBytes(3000, 14);
+        r = service->post("/download/uploadlogs/?file_name=orlune-logs.zip&length=3000&hwid=abc", logs);
+        QCOMPARE(r.status, 200);
+        const QString stored = QString::fromUtf8(r.header("X-KVD-Uploaded"));
+        QVERIFY(stored.endsWith("orlune-logs.zip"));
+        QFile kept(dataDir.filePath("logs/" + stored));
+        QVERIFY(kept.open(QIODevice::ReadOnly));
+        QVERIFY(kept.readAll() == logs);
+    }
+
+    void killedServiceKeepsItsData()
+    {
+        const QByteArray data = randomBytes(5000, 15);
+        const QString link = uploadComplete(3400000001u, data);
+        QVERIFY(!link.isEmpty());
+        service->kill();
+        QVERIFY(service->start());
+        QCOMPARE(service->api("get_user", alice).value("result"), QString("OK"));
+        QVERIFY(service->get(link).body == data);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestService)
+#include "test_service.moc"

@@ -1,0 +1,228 @@
+// Recordings made from the command line by the real program, of a screen
+// showing moving content (ffplay playing a test pattern at the top left):
+// a timed recording that ends the program, and one stopped by INT. The file
+// is checked with ffprobe, its box structure read directly, and its database
+// rows with sqlite3.
+#include "OrluneProcess.h"
+
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QRegularExpression>
+#include <QSettings>
+#include <QtTest>
+
+#include <csignal>
+
+namespace {
+QString filesPath()
+{
+    return QSettings(orluneConfigFile(), QSettings::NativeFormat).value(QStringLiteral("files_path")).toString();
+}
+
+QString databaseFile()
+{
+    return orluneDataFolder() + QStringLiteral("/orlune.sqlite");
+}
+
+// Names of the top-level boxes of an MP4 file, in order.
+QStringList topLevelBoxes(const QString& path)
+{
+    QFile f(path);
+    QStringList boxes;
+    if (!f.open(QIODevice::ReadOnly))
+        return boxes;
+    const qint64 end = f.size();
+    qint64 at = 0;
+    while (at + 8 <= end) {
+        f.seek(at);
+        const QByteArray head = f.read(16);
+        quint64 size = (quint64(quint8(head[0])) << 24) | (quint64(quint8(head[1])) << 16)
+            | (quint64(quint8(head[2])) << 8) | quint64(quint8(head[3]));
+        if (size == 1 && head.size() == 16) {
+            size = 0;
+            for (int i = 8; i < 16; ++i)
+                size = (size << 8) | quint8(head[i]);
+        } else if (size == 0) {
+            size = quint64(end - at);
+        }
+        boxes << QString::fromLatin1(head.mid(4, 4));
+        if (size < 8)
+            break;
+        at += qint64(size);
+    }
+    return boxes;
+}
+
+QJsonObject probe(const QString& path)
+{
+    QProcess p;
+    p.start(QStringLiteral("ffprobe"),
+            {"-v", "error", "-show_entries",
+             "stream=codec_type,codec_name,profile,pix_fmt,width,height,sample_rate,channels,duration:format=duration",
+             "-of", "json", path});
+    p.waitForFinished(30000);
+    return QJsonDocument::fromJson(p.readAllStandardOutput()).object();
+}
+
+QJsonObject streamOf(const QJsonObject& probed, const QString& type)
+{
+    for (const QJsonValue& s : probed.value(QStringLiteral("streams")).toArray()) {
+        if (s.toObject().value(QStringLiteral("codec_type")).toString() == type)
+            return s.toObject();
+    }
+    return QJsonObject();
+}
+
+// The recorded file from the "file: " line of standard output.
+QString printedFile(const QString& out)
+{
+    const QStringList lines = linesStartingWith(out, QStringLiteral("file: "));
+    return lines.size() == 1 ? lines.first().mid(6).trimmed() : QString();
+}
+} // namespace
+
+class TestCommandLineRecording : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void cleanupTestCase();
+    void timedRecordingEndsTheProgram();
+    void interruptStopsAndFinalizes();
+
+private:
+    // The files row of the recording is finalized, and its segments cover the file without gaps.
+    void checkDatabaseRows(const QString& path);
+    QProcess player;
+};
+
+void TestCommandLineRecording::initTestCase()
+{
+    QVERIFY2(QFile::exists(orluneBin()), "ORLUNE_BIN must name the orlune program");
+    for (const char* tool : {"ffplay", "ffprobe", "sqlite3"})
+        QVERIFY2(!QStandardPaths::findExecutable(QLatin1String(tool)).isEmpty(), tool);
+    QVERIFY2(!qEnvironmentVariableIsEmpty("DISPLAY"), "the test needs the session's X server");
+
+    // Moving content where the recording looks.
+    player.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    player.start(QStringLiteral("ffplay"), {"-loglevel", "quiet", "-noborder", "-left", "0", "-top", "0", "-f", "lavfi",
+                                            "testsrc2=size=1280x720:rate=25"});
+    QVERIFY(player.waitForStarted(5000));
+    QTest::qWait(2000);
+    QCOMPARE(player.state(), QProcess::Running);
+}
+
+void TestCommandLineRecording::cleanupTestCase()
+{
+    player.kill();
+    player.waitForFinished(5000);
+}
+
+void TestCommandLineRecording::checkDatabaseRows(const QString& path)
+{
+    const QString name = QFileInfo(path).fileName();
+    const QStringList row = sqlite3(databaseFile(),
+                                    QStringLiteral("SELECT file_id, file_size, file_finalized, file_segments_count "
+                                                   "FROM files WHERE file_name='%1';")
+                                        .arg(name))
+                                .split(QLatin1Char('|'));
+    QCOMPARE(row.size(), 4);
+    const QString fileId = row[0];
+    const qint64 fileSize = row[1].toLongLong();
+    QCOMPARE(row[2], QStringLiteral("true"));
+    QCOMPARE(fileSize, QFileInfo(path).size());
+
+    const QStringList segments =
+        sqlite3(databaseFile(),
+                QStringLiteral("SELECT seg_id, seg_pos, seg_size FROM segments WHERE file_id=%1 ORDER BY seg_id;").arg(fileId))
+            .split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    QVERIFY(!segments.isEmpty());
+    QCOMPARE(qsizetype(row[3].toInt()), segments.size());
+    qint64 next = 0;
+    for (int i = 0; i < segments.size(); ++i) {
+        const QStringList seg = segments[i].split(QLatin1Char('|'));
+        QCOMPARE(seg.size(), 3);
+        QCOMPARE(seg[0].toInt(), i);
+        QVERIFY2(seg[1].toLongLong() == next, qPrintable(segments[i]));
+        next += seg[2].toLongLong();
+    }
+    QCOMPARE(next, fileSize);
+}
+
+void TestCommandLineRecording::timedRecordingEndsTheProgram()
+{
+    const OrluneRun run = runOrlune({"-record", "0,0,1280,720", "-duration", "6", "-exit-when-done"}, 90000);
+    QVERIFY2(run.finished, qPrintable(run.err));
+    QVERIFY2(run.exitCode == 0, qPrintable(run.err));
+    QVERIFY2(run.err.trimmed().isEmpty(), qPrintable(run.err));
+
+    const QString path = printedFile(run.out);
+    QVERIFY2(!path.isEmpty(), qPrintable(run.out));
+    QVERIFY2(linesStartingWith(run.out, QStringLiteral("link: ")).isEmpty(), qPrintable(run.out));
+    QCOMPARE(QFileInfo(path).absolutePath(), QDir(filesPath()).absolutePath());
+    static const QRegularExpression named(QStringLiteral("^\\d\\d\\.\\d\\d\\.\\d{4}_\\d\\d\\.\\d\\d\\.\\d\\d_REC\\.mp4$"));
+    QVERIFY2(named.match(QFileInfo(path).fileName()).hasMatch(), qPrintable(path));
+    QVERIFY2(QFileInfo(path).size() > 0, qPrintable(path));
+
+    const QJsonObject probed = probe(path);
+    const QJsonObject video = streamOf(probed, QStringLiteral("video"));
+    QCOMPARE(video.value(QStringLiteral("codec_name")).toString(), QStringLiteral("h264"));
+    QCOMPARE(video.value(QStringLiteral("profile")).toString(), QStringLiteral("Main"));
+    QCOMPARE(video.value(QStringLiteral("pix_fmt")).toString(), QStringLiteral("yuv420p"));
+    // The default quality fits the picture into 1280x800: 1280x720 stays as it is.
+    QCOMPARE(video.value(QStringLiteral("width")).toInt(), 1280);
+    QCOMPARE(video.value(QStringLiteral("height")).toInt(), 720);
+    const QJsonObject audio = streamOf(probed, QStringLiteral("audio"));
+    QCOMPARE(audio.value(QStringLiteral("codec_name")).toString(), QStringLiteral("aac"));
+    QCOMPARE(audio.value(QStringLiteral("sample_rate")).toString(), QStringLiteral("44100"));
+    QCOMPARE(audio.value(QStringLiteral("channels")).toInt(), 2);
+    const double duration =
+        probed.value(QStringLiteral("format")).toObject().value(QStringLiteral("duration")).toString().toDouble();
+    QVERIFY2(duration > 5.0 && duration < 8.0, qPrintable(QString::number(duration)));
+
+    const QStringList boxes = topLevelBoxes(path);
+    QVERIFY2(boxes.value(0) == QLatin1String("ftyp") && boxes.contains(QLatin1String("moov")), qPrintable(boxes.join(' ')));
+    QVERIFY2(boxes.count(QStringLiteral("moof")) >= 2, qPrintable(boxes.join(' ')));
+
+    checkDatabaseRows(path);
+
+    // The previews beside the recording.
+    QVERIFY2(QFileInfo(path + QStringLiteral(".jpg")).size() > 0, "no .jpg preview");
+    QVERIFY2(QFileInfo(path + QStringLiteral(".gif")).size() > 0, "no .gif preview");
+}
+
+void TestCommandLineRecording::interruptStopsAndFinalizes()
+{
+    QTest::qWait(1100); // a file name and a log of its own
+    const QStringList before = logNames();
+    QProcess process;
+    startOrlune(process, {"-record", "0,0,640,360"});
+    QVERIFY(process.waitForStarted(5000));
+    QString log;
+    QVERIFY2(waitUntil([&] {
+                 log = newLogSince(before);
+                 return !log.isEmpty() && readLog(log).contains(QStringLiteral("[CLI]: recording started"));
+             }, 60000),
+             "the recording did not start");
+    QTest::qWait(2000);
+    ::kill(pid_t(process.processId()), SIGINT);
+
+    const OrluneRun run = collectOrlune(process, 30000);
+    QVERIFY2(run.finished, qPrintable(run.err));
+    QCOMPARE(run.exitCode, 0);
+    const QString path = printedFile(run.out);
+    QVERIFY2(!path.isEmpty(), qPrintable(run.out));
+    // Stopped as the stop button stops it, not cut off by the quit.
+    QVERIFY(readLog(log).contains(QStringLiteral("[AC]: recording is active, stopping...")));
+    QVERIFY(!readLog(log).contains(QStringLiteral("forcing exit")));
+    const QJsonObject video = streamOf(probe(path), QStringLiteral("video"));
+    QCOMPARE(video.value(QStringLiteral("width")).toInt(), 640);
+    QCOMPARE(video.value(QStringLiteral("height")).toInt(), 360);
+    checkDatabaseRows(path);
+}
+
+QTEST_GUILESS_MAIN(TestCommandLineRecording)
+#include "test_command_line_recording.moc"
