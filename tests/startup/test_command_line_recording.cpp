@@ -1,8 +1,8 @@
 // Recordings made from the command line by the real program, of a screen
 // showing moving content (ffplay playing a test pattern at the top left):
-// a timed recording that ends the program, and one stopped by INT. The file
-// is checked with ffprobe, its box structure read directly, and its database
-// rows with sqlite3.
+// a timed recording that ends the program, one stopped by INT, and one killed
+// outright. The file is checked with ffprobe, its box structure read directly,
+// and its database rows with sqlite3.
 #include "OrluneProcess.h"
 
 #include <QFileInfo>
@@ -55,13 +55,14 @@ QStringList topLevelBoxes(const QString& path)
     return boxes;
 }
 
-QJsonObject probe(const QString& path)
+QJsonObject probe(const QString& path,
+                  const QString& entries = QStringLiteral("stream=codec_type,codec_name,profile,pix_fmt,width,height,"
+                                                          "sample_rate,channels,duration:format=duration"),
+                  const QStringList& options = {})
 {
     QProcess p;
     p.start(QStringLiteral("ffprobe"),
-            {"-v", "error", "-show_entries",
-             "stream=codec_type,codec_name,profile,pix_fmt,width,height,sample_rate,channels,duration:format=duration",
-             "-of", "json", path});
+            QStringList{"-v", "error"} + options + QStringList{"-show_entries", entries, "-of", "json", path});
     p.waitForFinished(30000);
     return QJsonDocument::fromJson(p.readAllStandardOutput()).object();
 }
@@ -81,6 +82,20 @@ QString printedFile(const QString& out)
     const QStringList lines = linesStartingWith(out, QStringLiteral("file: "));
     return lines.size() == 1 ? lines.first().mid(6).trimmed() : QString();
 }
+
+QStringList recordings()
+{
+    return QDir(orluneDataFolder() + QStringLiteral("/Records")).entryList({QStringLiteral("*.mp4")}, QDir::Files);
+}
+
+// file_id, file_size, file_finalized and file_segments_count of the row of a recording.
+QStringList fileRow(const QString& path)
+{
+    return sqlite3(databaseFile(), QStringLiteral("SELECT file_id, file_size, file_finalized, file_segments_count "
+                                                  "FROM files WHERE file_name='%1';")
+                                       .arg(QFileInfo(path).fileName()))
+        .split(QLatin1Char('|'));
+}
 } // namespace
 
 class TestCommandLineRecording : public QObject
@@ -92,10 +107,13 @@ private slots:
     void cleanupTestCase();
     void timedRecordingEndsTheProgram();
     void interruptStopsAndFinalizes();
+    void killedRecordingKeepsCompleteFragments();
 
 private:
     // The files row of the recording is finalized, and its segments cover the file without gaps.
     void checkDatabaseRows(const QString& path);
+    // The segments rows of a file follow one another from its start; `covered` is where the last ends.
+    void checkSegmentsContiguous(const QString& fileId, qint64& covered);
     QProcess player;
 };
 
@@ -123,33 +141,36 @@ void TestCommandLineRecording::cleanupTestCase()
 
 void TestCommandLineRecording::checkDatabaseRows(const QString& path)
 {
-    const QString name = QFileInfo(path).fileName();
-    const QStringList row = sqlite3(databaseFile(),
-                                    QStringLiteral("SELECT file_id, file_size, file_finalized, file_segments_count "
-                                                   "FROM files WHERE file_name='%1';")
-                                        .arg(name))
-                                .split(QLatin1Char('|'));
+    const QStringList row = fileRow(path);
     QCOMPARE(row.size(), 4);
-    const QString fileId = row[0];
     const qint64 fileSize = row[1].toLongLong();
     QCOMPARE(row[2], QStringLiteral("true"));
     QCOMPARE(fileSize, QFileInfo(path).size());
 
+    qint64 covered = 0;
+    checkSegmentsContiguous(row[0], covered);
+    if (QTest::currentTestFailed())
+        return;
+    const QString count = sqlite3(databaseFile(), QStringLiteral("SELECT count(*) FROM segments WHERE file_id=%1;").arg(row[0]));
+    QCOMPARE(count, row[3]);
+    QCOMPARE(covered, fileSize);
+}
+
+void TestCommandLineRecording::checkSegmentsContiguous(const QString& fileId, qint64& covered)
+{
     const QStringList segments =
         sqlite3(databaseFile(),
                 QStringLiteral("SELECT seg_id, seg_pos, seg_size FROM segments WHERE file_id=%1 ORDER BY seg_id;").arg(fileId))
             .split(QLatin1Char('\n'), Qt::SkipEmptyParts);
     QVERIFY(!segments.isEmpty());
-    QCOMPARE(qsizetype(row[3].toInt()), segments.size());
-    qint64 next = 0;
+    covered = 0;
     for (int i = 0; i < segments.size(); ++i) {
         const QStringList seg = segments[i].split(QLatin1Char('|'));
         QCOMPARE(seg.size(), 3);
         QCOMPARE(seg[0].toInt(), i);
-        QVERIFY2(seg[1].toLongLong() == next, qPrintable(segments[i]));
-        next += seg[2].toLongLong();
+        QVERIFY2(seg[1].toLongLong() == covered, qPrintable(segments[i]));
+        covered += seg[2].toLongLong();
     }
-    QCOMPARE(next, fileSize);
 }
 
 void TestCommandLineRecording::timedRecordingEndsTheProgram()
@@ -222,6 +243,55 @@ void TestCommandLineRecording::interruptStopsAndFinalizes()
     QCOMPARE(video.value(QStringLiteral("width")).toInt(), 640);
     QCOMPARE(video.value(QStringLiteral("height")).toInt(), 360);
     checkDatabaseRows(path);
+}
+
+void TestCommandLineRecording::killedRecordingKeepsCompleteFragments()
+{
+    QTest::qWait(1100); // a file name of its own
+    const QStringList before = recordings();
+    QProcess process;
+    startOrlune(process, {"-record", "0,0,640,480", "-duration", "30", "-exit-when-done"});
+    QVERIFY(process.waitForStarted(5000));
+    QElapsedTimer since;
+    since.start();
+    QString path;
+    QVERIFY2(waitUntil([&] {
+                 for (const QString& name : recordings()) {
+                     if (!before.contains(name))
+                         path = orluneDataFolder() + QStringLiteral("/Records/") + name;
+                 }
+                 return !path.isEmpty() && QFileInfo(path).size() > 100 * 1024 && since.elapsed() > 5000;
+             }, 25000),
+             "the recording did not grow");
+    ::kill(pid_t(process.processId()), SIGKILL);
+    const OrluneRun killed = collectOrlune(process, 10000);
+    QVERIFY2(linesStartingWith(killed.out, QStringLiteral("file: ")).isEmpty(), "the recording ended before the kill");
+
+    // What the database says is on disk is on disk, and the file stays unfinished.
+    const QStringList row = fileRow(path);
+    QCOMPARE(row.size(), 4);
+    QCOMPARE(row[2], QStringLiteral("false"));
+    qint64 covered = 0;
+    checkSegmentsContiguous(row[0], covered);
+    if (QTest::currentTestFailed())
+        return;
+    QVERIFY2(covered <= QFileInfo(path).size(),
+             qPrintable(QStringLiteral("%1 > %2").arg(covered).arg(QFileInfo(path).size())));
+
+    // The complete fragments play.
+    const QJsonObject probed = probe(path, QStringLiteral("stream=codec_type,codec_name,nb_read_packets"),
+                                     {QStringLiteral("-count_packets")});
+    const QJsonObject video = streamOf(probed, QStringLiteral("video"));
+    QCOMPARE(video.value(QStringLiteral("codec_name")).toString(), QStringLiteral("h264"));
+    QCOMPARE(streamOf(probed, QStringLiteral("audio")).value(QStringLiteral("codec_name")).toString(), QStringLiteral("aac"));
+    const int packets = video.value(QStringLiteral("nb_read_packets")).toString().toInt();
+    QVERIFY2(packets > 25, qPrintable(QString::number(packets)));
+
+    // The next start records as usual: no stale lock, and the unfinished row is no obstacle.
+    const OrluneRun next = runOrlune({"-record", "0,0,640,480", "-duration", "2", "-exit-when-done"}, 60000);
+    QVERIFY2(next.finished, qPrintable(next.err));
+    QVERIFY2(next.exitCode == 0, qPrintable(next.err));
+    QVERIFY2(!printedFile(next.out).isEmpty(), qPrintable(next.out));
 }
 
 QTEST_GUILESS_MAIN(TestCommandLineRecording)
