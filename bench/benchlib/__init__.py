@@ -1,0 +1,1 @@
+"""Pieces of the screen recording benchmark (bench/record-bench)."""

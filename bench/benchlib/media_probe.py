@@ -1,0 +1,50 @@
+"""What ffprobe says about a recorded file: video packets, duration, picture size."""
+import json
+import subprocess
+from dataclasses import dataclass
+
+
+@dataclass
+class MediaFacts:
+    path: str
+    video_packets: int = None
+    duration: float = None  # seconds, of the container
+    width: int = None
+    height: int = None
+    codec: str = None
+    profile: str = None
+    audio_codec: str = None
+    error: str = None
+
+    @property
+    def fps(self):
+        if not self.video_packets or not self.duration:
+            return None
+        return self.video_packets / self.duration
+
+
+def probe(path):
+    facts = MediaFacts(path)
+    if not path:
+        facts.error = "no file"
+        return facts
+    run = subprocess.run(
+        ["ffprobe", "-v", "error", "-count_packets", "-show_entries",
+         "stream=codec_type,codec_name,profile,width,height,nb_read_packets:format=duration", "-of", "json", path],
+        capture_output=True, text=True)
+    if run.returncode != 0:
+        facts.error = run.stderr.strip() or f"ffprobe exit {run.returncode}"
+        return facts
+    data = json.loads(run.stdout)
+    for stream in data.get("streams", []):
+        if stream.get("codec_type") == "video" and facts.video_packets is None:
+            facts.video_packets = int(stream.get("nb_read_packets", 0))
+            facts.width, facts.height = stream.get("width"), stream.get("height")
+            facts.codec, facts.profile = stream.get("codec_name"), stream.get("profile")
+        elif stream.get("codec_type") == "audio" and facts.audio_codec is None:
+            facts.audio_codec = stream.get("codec_name")
+    try:
+        facts.duration = float(data["format"]["duration"])
+    except (KeyError, ValueError):
+        pass
+    return facts
