@@ -20,14 +20,14 @@ constexpr int kTraceLimit = 0x200000;
 constexpr int kRefuseLimit = 0x8000000;
 } // namespace
 
-void commitFile(FILE* file)
+bool commitFile(FILE* file)
 {
     if (!file)
-        return;
-    fflush(file);
+        return true;
+    if (fflush(file) != 0)
+        return false;
     const int fd = fileno(file);
-    if (fd >= 0)
-        fdatasync(fd);
+    return fd < 0 || fdatasync(fd) == 0;
 }
 
 quint64 getFileSize(OutputState& state)
@@ -51,6 +51,19 @@ quint64 getFileSize(OutputState& state)
     return quint64(end);
 }
 
+namespace {
+// The muxer takes a short write for a success, so a file that can't grow
+// (full disk, vanished folder) is ended here, as the stop button would: the
+// rows entered so far are exactly the bytes that reached the disk.
+void stopAfterWriteError(OutputState& state)
+{
+    if (state.session && state.session->running) {
+        qWarning() << "[MUX]:" << "write_packet" << "stopping the recording after a write error";
+        state.session->running = 0;
+    }
+}
+} // namespace
+
 int write_packet(void* opaque, uint8_t* buf, int size)
 {
     auto* state = static_cast<OutputState*>(opaque);
@@ -72,12 +85,20 @@ int write_packet(void* opaque, uint8_t* buf, int size)
             qWarning().nospace() << "[MUX]:" << "write_packet" << "write error: " << written << " to write: " << size
                                  << "ferror: " << (state->file ? ferror(state->file) : -1)
                                  << " error:" << strerror(err);
+            stopAfterWriteError(*state);
             return 0;
         }
     }
     // The bytes must be on disk before their row exists: the uploader reads
-    // any range that has a row.
-    commitFile(state->file);
+    // any range that has a row. A full disk often shows only here, when the
+    // buffered bytes are flushed; such a write gets no row and ends the recording.
+    if (!commitFile(state->file)) {
+        const int err = errno;
+        qWarning().nospace() << "[MUX]:" << "write_packet" << "write error: " << 0 << " to write: " << size
+                             << "ferror: " << ferror(state->file) << " error:" << strerror(err);
+        stopAfterWriteError(*state);
+        return 0;
+    }
     if (size == 0)
         return 0;
     if (!state->session) {

@@ -33,4 +33,5 @@ int write_packet(void* opaque, uint8_t* buf, int size);
 quint64 getFileSize(OutputState& state);
 
 // fflush plus fdatasync: after this the bytes can be trusted by a reader.
-void commitFile(FILE* file);
+// False when either step failed (a full disk often shows only here).
+bool commitFile(FILE* file);

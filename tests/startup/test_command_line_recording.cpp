@@ -1,7 +1,7 @@
 // Recordings made from the command line by the real program, of a screen
 // showing moving content (ffplay playing a test pattern at the top left):
-// a timed recording that ends the program, one stopped by INT, and one killed
-// outright. The file is checked with ffprobe, its box structure read directly,
+// a timed recording that ends the program, one stopped by INT, one killed
+// outright, and one whose disk fills up. The file is checked with ffprobe, its box structure read directly,
 // and its database rows with sqlite3.
 #include "OrluneProcess.h"
 
@@ -108,6 +108,7 @@ private slots:
     void timedRecordingEndsTheProgram();
     void interruptStopsAndFinalizes();
     void killedRecordingKeepsCompleteFragments();
+    void fullDiskEndsWithConsistentRows();
 
 private:
     // The files row of the recording is finalized, and its segments cover the file without gaps.
@@ -292,6 +293,70 @@ void TestCommandLineRecording::killedRecordingKeepsCompleteFragments()
     QVERIFY2(next.finished, qPrintable(next.err));
     QVERIFY2(next.exitCode == 0, qPrintable(next.err));
     QVERIFY2(!printedFile(next.out).isEmpty(), qPrintable(next.out));
+}
+
+// The recordings folder is a small tmpfs, mounted in a mount namespace of the
+// program's own (an unprivileged user namespace maps the tester to root there).
+// When the namespace ends the tmpfs goes with it, so the recording is copied out first.
+void TestCommandLineRecording::fullDiskEndsWithConsistentRows()
+{
+    if (QProcess::execute(QStringLiteral("unshare"), {"--user", "--map-root-user", "--mount", "true"}) != 0)
+        QSKIP("this system allows no user namespaces for the small disk");
+    QTest::qWait(1100);
+    const QString small = QDir::homePath() + QStringLiteral("/small-disk");
+    const QString copied = QDir::homePath() + QStringLiteral("/copied");
+    QVERIFY(QDir().mkpath(small) && QDir().mkpath(copied));
+    const QString oldFilesPath = filesPath();
+    QSettings(orluneConfigFile(), QSettings::NativeFormat).setValue(QStringLiteral("files_path"), small);
+    const QStringList before = logNames();
+
+    const QString script = QStringLiteral("mount -t tmpfs -o size=400k none \"$1\" || exit 97; shift 2; \"$@\"; "
+                                          "status=$?; cp -p \"$0\"/*.mp4 %1/; exit $status")
+                               .arg(copied);
+    QProcess process;
+    process.setProcessEnvironment(orluneEnvironment());
+    QElapsedTimer took;
+    took.start();
+    process.start(QStringLiteral("unshare"),
+                  {"--user", "--map-root-user", "--mount", "sh", "-c", script, small, small, "--", orluneBin(),
+                   "-record", "0,0,640,480", "-duration", "40", "-exit-when-done"});
+    const OrluneRun run = collectOrlune(process, 90000);
+    QSettings(orluneConfigFile(), QSettings::NativeFormat).setValue(QStringLiteral("files_path"), oldFilesPath);
+    QVERIFY2(run.finished, qPrintable(run.err));
+    QVERIFY2(run.exitCode != 97, "the small disk could not be mounted");
+
+    // It ended by itself long before the 40 seconds, saying why, and finalized what it had.
+    const QString log = readLog(newLogSince(before));
+    QVERIFY2(log.contains(QStringLiteral("write error: ")), qPrintable(log.right(3000)));
+    QVERIFY2(took.elapsed() < 30000, qPrintable(QString::number(took.elapsed())));
+    QVERIFY2(!log.contains(QStringLiteral("[CLI]: stopping the recording")), qPrintable(log.right(3000)));
+    const QStringList files = QDir(copied).entryList({QStringLiteral("*.mp4")}, QDir::Files);
+    QCOMPARE(files.size(), 1);
+    const QString path = copied + QLatin1Char('/') + files.first();
+
+    // Every row covers bytes that reached the disk, without gaps, and the
+    // rows' bytes are a file whose fragments play.
+    const QStringList row = fileRow(path);
+    QCOMPARE(row.size(), 4);
+    qint64 covered = 0;
+    checkSegmentsContiguous(row[0], covered);
+    if (QTest::currentTestFailed())
+        return;
+    QVERIFY2(covered > 0 && covered <= QFileInfo(path).size(),
+             qPrintable(QStringLiteral("%1 of %2").arg(covered).arg(QFileInfo(path).size())));
+    QFile whole(path);
+    QVERIFY(whole.open(QIODevice::ReadWrite));
+    QVERIFY(whole.resize(covered));
+    whole.close();
+    const QJsonObject probed = probe(path, QStringLiteral("stream=codec_type,codec_name,nb_read_packets"),
+                                     {QStringLiteral("-count_packets")});
+    const QJsonObject video = streamOf(probed, QStringLiteral("video"));
+    QCOMPARE(video.value(QStringLiteral("codec_name")).toString(), QStringLiteral("h264"));
+    QVERIFY2(video.value(QStringLiteral("nb_read_packets")).toString().toInt() > 25, qPrintable(path));
+
+    // The program is fine afterwards.
+    const OrluneRun next = runOrlune({"-record", "0,0,640,480", "-duration", "2", "-exit-when-done"}, 60000);
+    QVERIFY2(next.finished && next.exitCode == 0, qPrintable(next.err));
 }
 
 QTEST_GUILESS_MAIN(TestCommandLineRecording)
