@@ -1,12 +1,14 @@
 #include "UploadQueue.h"
 
+#include "CrashReport.h"
 #include "ISettingsReader.h"
 #include "ISettingsWriter.h"
 #include "MachineProfile.h"
+#include "UploadCredentials.h"
 
-#include <QCryptographicHash>
 #include <QDebug>
-#include <QRandomGenerator64>
+#include <QNetworkAccessManager>
+#include <QVariantMap>
 
 UploadQueue* UploadQueue::instance()
 {
@@ -22,6 +24,19 @@ UploadQueue::UploadQueue()
     serviceTimer.setParent(this);
     uploadTimer.setSingleShot(true);
     serviceTimer.setSingleShot(true);
+    connect(&uploadTimer, &QTimer::timeout, this, &UploadQueue::uploadTimeout);
+    connect(&serviceTimer, &QTimer::timeout, this, &UploadQueue::serviceTimeout);
+    // A finished file makes the next run ask who the user is. The controller
+    // does this itself when it is the host.
+    connect(this, &UploadQueue::uploadFileDone, this, [this]() {
+        if (!externalHost)
+            ownHost.setUserActualized(false);
+    });
+}
+
+UploadQueue::~UploadQueue()
+{
+    file.close();
 }
 
 void UploadQueue::init(ISettingsReader* reader, ISettingsWriter* writer)
@@ -32,16 +47,37 @@ void UploadQueue::init(ISettingsReader* reader, ISettingsWriter* writer)
     settingsWriter = writer;
 }
 
-QString UploadQueue::randomString()
+void UploadQueue::setHost(UploadHost* h)
 {
-    static const char alphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789";
-    QString out;
-    out.reserve(32);
-    for (int i = 0; i < 32; ++i) {
-        const quint32 low = static_cast<quint32>(QRandomGenerator64::global()->generate64());
-        out.append(QLatin1Char(alphabet[low % 62]));
+    externalHost = h;
+}
+
+UploadHost* UploadQueue::host()
+{
+    return externalHost ? externalHost : &ownHost;
+}
+
+void UploadQueue::setNetworkManager(QNetworkAccessManager* manager)
+{
+    if (ownsNetwork)
+        network->deleteLater();
+    network = manager;
+    ownsNetwork = false;
+}
+
+QNetworkAccessManager* UploadQueue::networkManager()
+{
+    if (!network) {
+        network = new QNetworkAccessManager(this);
+        ownsNetwork = true;
     }
-    return out;
+    return network;
+}
+
+void UploadQueue::ensureMachineId()
+{
+    if (machine_id.isEmpty())
+        machine_id = machineId();
 }
 
 void UploadQueue::setUserCredentials(QString login, QString password, QString salt)
@@ -50,17 +86,22 @@ void UploadQueue::setUserCredentials(QString login, QString password, QString sa
     userId = login;
     if (userHash.isEmpty()) {
         qDebug() << "[UP]: Unregistered user";
+        host()->setTabIndex(1);
         userSalt.clear(); // userRand keeps its earlier value
     } else {
-        userRand = randomString();
-        if (machine_id.isEmpty())
-            machine_id = machineId();
-        const QString line = QString("%1%2%3").arg(userRand, salt, machine_id);
-        userSalt = QString::fromLatin1(
-            QCryptographicHash::hash(line.toUtf8(), QCryptographicHash::Sha1).toHex());
+        userRand = UploadCredentials::randomString();
+        ensureMachineId();
+        userSalt = UploadCredentials::userHash(userRand, salt, machine_id);
     }
-    qDebug() << "[UP]:" << "setUserCredentials" << ", userHash: " << userHash << ", userId: " << userId
-             << ", userRand: " << userRand << ", userSalt: " << userSalt;
+    host()->updateUserState();
+    qDebug().noquote() << "[UP]:" << "setUserCredentials" << ", userHash: " << userHash << ", userId: " << userId
+                       << ", userRand: " << userRand << ", userSalt: " << userSalt;
+
+    ensureMachineId();
+    CrashReport::removeUser();
+    CrashReport::setUser(QVariantMap{{"id", userHash.isEmpty() ? machine_id : userHash},
+                                     {"username", userId},
+                                     {"machine_id", machine_id}});
 }
 
 void UploadQueue::setFilesPath(const QString& path)
@@ -73,22 +114,46 @@ void UploadQueue::run()
     segment_rowid = -1;
     is_running = 1;
     file_id = 0;
-    segments_done = 0;
-    if (debug_level > 2)
-        qDebug() << "[UP]: run, nothing to upload yet";
-    finishRunLater(1);
+
+    if (!host()->isUserActualized()) {
+        if (debug_level > 2)
+            qDebug() << "[UP]: getting user actualization...";
+        if (userHash.isEmpty())
+            finishRun(0);
+        else
+            serviceGetUser();
+        return;
+    }
+    if (!settingsReader || !settingsReader->readSettingBool("is_authenticated_user")) {
+        finishRun(0);
+        return;
+    }
+    if (serviceUploadURL.size() < 8) {
+        qDebug() << "[UP]: getting closest upload server...";
+        serviceGetUploadServer();
+        qDebug().noquote() << "[UP]: server is: " << serviceUploadURL;
+        return;
+    }
+    // Pending cloud removals go first; the run goes on from their answer.
+    if (serviceRemoveFile(0))
+        return;
+    uploadChunkNext();
 }
 
-void UploadQueue::finishRunLater(int ret)
+void UploadQueue::finishRun(int ret)
 {
-    // Reported from the event loop, so that the caller's tick has returned
-    // before the controller re-arms its timer.
-    QMetaObject::invokeMethod(
-        this,
-        [this, ret]() {
-            is_running = 0;
-            file_id = 0;
-            emit uploadFinished(ret);
-        },
-        Qt::QueuedConnection);
+    // Cleared before the report, so that a receiver may start the next run at once.
+    is_running = 0;
+    emit uploadFinished(ret);
+}
+
+void UploadQueue::finishRunAndFile(int ret)
+{
+    file_id = 0;
+    finishRun(ret);
+}
+
+bool UploadQueue::uploadCheckReAuthNeeded()
+{
+    return false;
 }

@@ -17,7 +17,7 @@ const FaultKind kinds[] = {
     {"upload_416", false, true},               // 416, no action header, an ordinary phrase
     {"upload_416_action", false, true},        // 416 with X-KVD-FileAction (param action, default 0)
     {"upload_position_mismatch", false, true}, // 416 "Uploaded position mismatch"
-    {"srvid_change", false, true},             // a new X-KVD-SrvID from now on (param status=416 to refuse)
+    {"srvid_change", false, true},             // a new X-KVD-SrvID from now on (status=416 to refuse, action=N to demand)
     {"upload_516", false, true},               // 516 with "This video file is not registered!"
     {"api_error", true, false},                // result ERROR (param message)
     {"invalid_token", true, false},            // result ERROR, message "INVALID TOKEN!"
@@ -58,7 +58,7 @@ bool FaultSwitches::arm(const QString& name, int count, const QMap<QString, QStr
     }
     faults.removeIf([&](const Fault& f) { return f.name == name; });
     if (count != 0)
-        faults.append(Fault{name, count, params});
+        faults.append(Fault{name, count, params.value("after").toInt(), params});
     qInfo().noquote() << "[FAULT]: armed" << name << "count" << count << params;
     return true;
 }
@@ -74,6 +74,10 @@ std::optional<FaultSwitches::Fault> FaultSwitches::take(Target target, const QSt
             continue;
         if (target == Target::Api && !f.param("action").isEmpty() && f.param("action") != action)
             continue;
+        if (f.skip > 0) {
+            --f.skip;
+            continue;
+        }
         const Fault hit = f;
         if (f.remaining > 0 && --f.remaining == 0)
             faults.removeAt(i);
@@ -90,7 +94,7 @@ QJsonArray FaultSwitches::list() const
         QJsonObject params;
         for (auto it = f.params.begin(); it != f.params.end(); ++it)
             params.insert(it.key(), it.value());
-        out.append(QJsonObject{{"name", f.name}, {"remaining", f.remaining}, {"params", params}});
+        out.append(QJsonObject{{"name", f.name}, {"remaining", f.remaining}, {"skip", f.skip}, {"params", params}});
     }
     return out;
 }

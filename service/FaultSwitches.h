@@ -17,6 +17,7 @@ public:
     {
         QString name;
         int remaining = 1;             // below 0: until cleared
+        int skip = 0;                  // matching requests let through before the fault applies (option after)
         QMap<QString, QString> params; // options of the fault, and the filters target and action
         QString param(const QString& key, const QString& fallback = {}) const
         {

@@ -11,6 +11,8 @@ void ServiceState::record(const HttpRequest& request, int status)
                                {"method", QString::fromLatin1(request.method)},
                                {"target", QString::fromLatin1(request.target)},
                                {"user_agent", QString::fromLatin1(request.header("user-agent"))},
+                               {"accept_encoding", QString::fromLatin1(request.header("accept-encoding"))},
+                               {"content_type", QString::fromLatin1(request.header("content-type"))},
                                {"body_size", request.body.size()},
                                {"status", status}});
     while (journal.size() > journalLimit)

@@ -60,12 +60,22 @@ HttpResponse UploadEndpoint::faultReply(const FaultSwitches::Fault& fault, bool*
 
 HttpResponse UploadEndpoint::handle(const HttpRequest& request)
 {
-    if (auto fault = state.faults.take(FaultSwitches::Target::Upload, QString())) {
+    const auto fault = state.faults.take(FaultSwitches::Target::Upload, QString());
+    if (fault) {
         bool proceed = false;
         HttpResponse r = faultReply(*fault, &proceed);
         if (!proceed)
             return r;
     }
+    HttpResponse r = handleRange(request);
+    // srvid_change with action=N: the new server also demands an action of an accepted range.
+    if (fault && fault->name == "srvid_change" && !fault->param("action").isEmpty() && r.status / 100 == 2)
+        r.setHeader("X-KVD-FileAction", fault->param("action").toLatin1());
+    return r;
+}
+
+HttpResponse UploadEndpoint::handleRange(const HttpRequest& request)
+{
 
     Account account;
     if (state.accounts.authenticate(request.param("user_token"), request.param("user_rand"),

@@ -17,6 +17,7 @@ public:
     HttpResponse handle(const HttpRequest& request);
 
 private:
+    HttpResponse handleRange(const HttpRequest& request);
     HttpResponse faultReply(const FaultSwitches::Fault& fault, bool* proceed);
     HttpResponse storeMedia(const HttpRequest& request, StoredFile& file);
     HttpResponse storePreview(const HttpRequest& request, StoredFile& file);

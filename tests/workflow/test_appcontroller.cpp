@@ -194,12 +194,13 @@ void TestAppController::tickSmoothsSessionCpuLoad()
 
 void TestAppController::tickRearmsThroughUploader()
 {
+    // Nobody is signed in: the run ends at once with "nothing more for now",
+    // and its report re-arms the tick at the slow rate.
     controller->tickTimer->stop();
     QSignalSpy finished(controller->uploader, &UploadQueue::uploadFinished);
     controller->tick();
-    QVERIFY(controller->uploader->is_running); // until the report arrives
-    QVERIFY(finished.wait(2000));
-    QCOMPARE(finished.takeFirst().at(0).toInt(), 1);
+    QCOMPARE(finished.count(), 1);
+    QCOMPARE(finished.takeFirst().at(0).toInt(), 0);
     QVERIFY(!controller->uploader->is_running);
     QVERIFY(controller->tickTimer->isActive());
     QCOMPARE(controller->tickTimer->interval(), 5000);

@@ -1,0 +1,345 @@
+// The uploader when things go wrong: each misbehaviour of the reference
+// service once, and media files on disk that no longer match their rows.
+// After each, the rows and files are what the repair rules leave, and where
+// the file can still go up, the server ends with a byte-identical copy.
+#include "UploadTestSupport.h"
+
+class TestUploadFaults : public QObject
+{
+    Q_OBJECT
+
+    UploadBench bench;
+
+    QByteArray md5(const QByteArray& data)
+    {
+        return QCryptographicHash::hash(data, QCryptographicHash::Md5).toHex();
+    }
+
+    // Uploads to the end and checks the server's copy against the bytes on disk.
+    void finishAndCompare(quint32 id, const QByteArray& data)
+    {
+        QCOMPARE(bench.runUntilEmpty().last(), 1);
+        QCOMPARE(bench.fileState(id).section('|', 0, 1), QString("true|true"));
+        QCOMPARE(bench.serverFile(id).value("md5").toString().toLatin1(), md5(data));
+        QCOMPARE(bench.downloadThroughShortLink(id), data);
+    }
+
+    QStringList segmentRows(quint32 id)
+    {
+        return bench.rows(
+            QString("SELECT seg_pos, seg_size, seg_uploaded, seg_id FROM segments WHERE file_id=%1 ORDER BY seg_id")
+                .arg(id));
+    }
+
+private slots:
+    void initTestCase() { QVERIFY(bench.start()); }
+    void init()
+    {
+        bench.reset();
+        QCOMPARE(bench.runOnce(), QList<int>({128}));
+    }
+
+    // ---- the upload server ------------------------------------------------
+
+    void refusedRangeWithoutActionKeepsRows()
+    {
+        const quint32 id = 101;
+        const QByteArray data = bench.record("r416.mp4", id, {100000, 100000, 100000}, true);
+        bench.arm("name=upload_416&after=1");
+        QCOMPARE(bench.runOnce(), QList<int>({127}));
+        QCOMPARE(bench.segmentMarks(id), QString("tff"));
+        QCOMPARE(bench.fileState(id), QString("false|false|true|300000|true"));
+        QVERIFY(bench.queue->serviceUploadURL.isEmpty());
+        finishAndCompare(id, data);
+    }
+
+    void positionMismatchRebuildsOneMebibyteGrid()
+    {
+        const quint32 id = 102;
+        const QByteArray data = bench.record("mismatch.mp4", id, {300000, 400000, 2000000}, true);
+        bench.arm("name=upload_position_mismatch&after=1");
+        QCOMPARE(bench.runOnce(), QList<int>({127}));
+        QCOMPARE(segmentRows(id), QStringList({"0|1048576|false|0", "1048576|1048576|false|1",
+                                               "2097152|602848|false|2"}));
+        QCOMPARE(bench.rows(QString("SELECT file_finalized, file_size, file_segments_count, file_uploaded FROM files "
+                                    "WHERE file_id=%1")
+                                .arg(id)),
+                 QStringList({"true|2700000|3|false"}));
+        finishAndCompare(id, data);
+    }
+
+    void serverChangeWith416SendsWholeFileAgain()
+    {
+        const quint32 id = 103;
+        const QByteArray data = bench.record("srv416.mp4", id, {100000, 100000, 100000}, true);
+        bench.arm("name=srvid_change&status=416&after=1");
+        QCOMPARE(bench.runOnce(), QList<int>({127}));
+        QCOMPARE(bench.segmentMarks(id), QString("fff"));
+        QCOMPARE(bench.queue->server_id, QString("orlune-srv-2"));
+        finishAndCompare(id, data);
+    }
+
+    void serverAsksForDeletion()
+    {
+        const quint32 id = 104;
+        bench.record("gone.mp4", id, {100000, 100000}, true);
+        bench.arm("name=upload_416_action&action=2");
+        QCOMPARE(bench.runOnce(), QList<int>({127}));
+        QVERIFY(bench.fileState(id).isEmpty());
+        QVERIFY(segmentRows(id).isEmpty());
+        QVERIFY(!QFile::exists(bench.path("gone.mp4")));
+        QVERIFY(!QFile::exists(bench.path("gone.mp4.jpg")));
+        QVERIFY(!QFile::exists(bench.path("gone.mp4.gif")));
+        QVERIFY(bench.rows("SELECT * FROM deletion_queue").isEmpty());
+    }
+
+    void serverChangeInTheMiddleEndsTheRun()
+    {
+        // The new server takes the second range, but the client cannot trust it:
+        // the run ends unmarked, the resend is refused as a mismatch, and the
+        // file goes again on the 1 MiB grid.
+        const quint32 id = 105;
+        const QByteArray data = bench.record("moved.mp4", id, {100000, 100000, 100000}, true);
+        bench.arm("name=srvid_change&after=1");
+        QCOMPARE(bench.runOnce(), QList<int>({127}));
+        QCOMPARE(bench.segmentMarks(id), QString("tff"));
+        QCOMPARE(bench.serverFile(id).value("size").toInt(), 200000);
+
+        QCOMPARE(bench.runOnce(), QList<int>({127})); // the resend is refused as a mismatch
+        QCOMPARE(segmentRows(id), QStringList({"0|300000|false|0"}));
+        finishAndCompare(id, data);
+    }
+
+    void serverChangeWithActionResetsTheFile()
+    {
+        const quint32 id = 106;
+        const QByteArray data = bench.record("action0.mp4", id, {100000, 100000, 100000}, true);
+        bench.arm("name=srvid_change&after=1&action=0");
+        QCOMPARE(bench.runOnce(), QList<int>({127}));
+        QCOMPARE(bench.segmentMarks(id), QString("fff"));
+        QCOMPARE(bench.fileState(id), QString("false|false|true|300000|true"));
+        finishAndCompare(id, data);
+    }
+
+    void unregisteredPreviewIsGivenUp()
+    {
+        const quint32 id = 107;
+        bench.record("nopreview.mp4", id, {100000, 100000}, true);
+        // Both media ranges pass; the preview is refused.
+        bench.arm("name=upload_516&after=2");
+        QCOMPARE(bench.runOnce(), QList<int>({127}));
+        QCOMPARE(bench.fileState(id), QString("true|true|true|200000|true"));
+        QCOMPARE(bench.serverFile(id).value("preview_ext").toString(), QString());
+        QCOMPARE(bench.runUntilEmpty().last(), 1);
+    }
+
+    void unregisteredMediaRangeChangesNothing()
+    {
+        const quint32 id = 108;
+        const QByteArray data = bench.record("media516.mp4", id, {100000, 100000}, true);
+        bench.arm("name=upload_516");
+        QCOMPARE(bench.runOnce(), QList<int>({127}));
+        QCOMPARE(bench.segmentMarks(id), QString("ff"));
+        QCOMPARE(bench.fileState(id), QString("false|false|true|200000|true"));
+        finishAndCompare(id, data);
+    }
+
+    void serverErrorOnRangeAsksForServerAgain()
+    {
+        const quint32 id = 109;
+        const QByteArray data = bench.record("e500.mp4", id, {100000, 100000}, true);
+        bench.arm("name=status_500&target=upload&after=1");
+        QCOMPARE(bench.runOnce(), QList<int>({127}));
+        QCOMPARE(bench.segmentMarks(id), QString("tf"));
+        const int before = bench.requests().size();
+        QCOMPARE(bench.runOnce(), QList<int>({0}));
+        QVERIFY(bench.requests().at(before).toObject().value("target").toString().startsWith("/?a=get_upload_url"));
+        finishAndCompare(id, data);
+    }
+
+    // ---- the service API --------------------------------------------------
+
+    void accountErrorsStillCountAsAnAnswer_data()
+    {
+        QTest::addColumn<QString>("fault");
+        QTest::addColumn<QString>("message");
+        QTest::newRow("api_error") << "name=api_error&action=get_user&message=Busy" << "Busy";
+        QTest::newRow("invalid_token") << "name=invalid_token&action=get_user" << "INVALID TOKEN!";
+    }
+
+    void accountErrorsStillCountAsAnAnswer()
+    {
+        QFETCH(QString, fault);
+        QFETCH(QString, message);
+        bench.host.setUserActualized(false);
+        bench.arm(fault);
+        QCOMPARE(bench.runOnce(), QList<int>({128}));
+        QCOMPARE(bench.host.userInfos.last().value("result"), QString("ERROR"));
+        QCOMPARE(bench.host.userInfos.last().value("message"), message);
+        QVERIFY(bench.host.isUserActualized());
+        QCOMPARE(bench.host.tabs.last(), 0);
+    }
+
+    void accountAnswerThatIsNotXml()
+    {
+        bench.host.setUserActualized(false);
+        bench.arm("name=not_xml&action=get_user");
+        QCOMPARE(bench.runOnce(), QList<int>({128, 127}));
+        QCOMPARE(bench.host.userInfos.last().value("result"), QString());
+        QVERIFY(!bench.host.isUserActualized());
+        QCOMPARE(bench.host.tabs.last(), 2);
+    }
+
+    void uploadServerRequestFails()
+    {
+        const quint32 id = 110;
+        bench.record("noserver.mp4", id, {1000}, true);
+        bench.arm("name=status_500&target=api&action=get_upload_url");
+        QCOMPARE(bench.runOnce(), QList<int>({0, 127}));
+        QCOMPARE(bench.host.tabs.last(), 2);
+        QVERIFY(bench.queue->serviceUploadURL.isEmpty());
+
+        bench.arm("name=api_error&action=get_upload_url&message=No%20servers");
+        QCOMPARE(bench.runOnce(), QList<int>({127}));
+        QCOMPARE(bench.host.userInfos.last().value("__request"), QString("get_upload_url"));
+        QCOMPARE(bench.host.userInfos.last().value("message"), QString("No servers"));
+        QCOMPARE(bench.segmentMarks(id), QString("f"));
+    }
+
+    void stalledAccountRequestTimesOut()
+    {
+        bench.host.setUserActualized(false);
+        bench.queue->serviceTimeoutMs = 1000;
+        bench.arm("name=stall&target=api&action=get_user&ms=20000");
+        QElapsedTimer clock;
+        clock.start();
+        QCOMPARE(bench.runOnce(), QList<int>({0}));
+        QVERIFY(clock.elapsed() >= 900);
+        QCOMPARE(bench.queue->is_running, 0);
+        QCOMPARE(bench.host.tabs.last(), 2);
+        QVERIFY(!bench.host.isUserActualized());
+    }
+
+    // ---- files that do not match their rows ---------------------------------
+
+    void missingFileIsForgottenOnlyWhenTheUserAgrees()
+    {
+        const quint32 id = 111;
+        bench.record("missing.mp4", id, {1000, 1000}, true);
+        QVERIFY(QFile::remove(bench.path("missing.mp4")));
+
+        bench.queue->isRecording = true; // nobody is asked during a recording
+        QCOMPARE(bench.runOnce(), QList<int>({0}));
+        QVERIFY(bench.questions.isEmpty());
+        bench.queue->isRecording = false;
+
+        bench.answer = QMessageBox::No;
+        QCOMPARE(bench.runOnce(), QList<int>({0}));
+        QCOMPARE(bench.questions, QStringList({"Missing file"}));
+        QCOMPARE(bench.segmentMarks(id), QString("ff"));
+
+        bench.answer = QMessageBox::Yes;
+        QCOMPARE(bench.runOnce(), QList<int>({0}));
+        QCOMPARE(bench.questions.size(), 2);
+        QVERIFY(bench.fileState(id).isEmpty());
+        QVERIFY(segmentRows(id).isEmpty());
+        QVERIFY(QFile::exists(bench.path("missing.mp4.jpg"))); // only the rows go
+    }
+
+    void truncatedFileGoesUpAsItIsNow()
+    {
+        const quint32 id = 112;
+        QByteArray data = bench.record("cut.mp4", id, {1000000, 1000000, 500000}, true);
+        QVERIFY(QFile::resize(bench.path("cut.mp4"), 1500000));
+        data.truncate(1500000);
+
+        bench.answer = QMessageBox::Yes;
+        QCOMPARE(bench.runOnce(), QList<int>({0}));
+        QCOMPARE(bench.questions, QStringList({"Fix file"}));
+        QCOMPARE(bench.fileState(id), QString("false|false|true|1500000|true"));
+
+        // The first range goes; the second reaches past the end and is cut back.
+        QSignalSpy done(bench.queue, &UploadQueue::uploadFileDone);
+        QCOMPARE(bench.runOnce(), QList<int>({0}));
+        QCOMPARE(done.size(), 1);
+        QCOMPARE(segmentRows(id), QStringList({"0|1000000|true|0", "1000000|500000|false|1"}));
+        finishAndCompare(id, data);
+    }
+
+    void smallSizeMismatchIsFixedSilently()
+    {
+        const quint32 id = 113;
+        bench.record("small.mp4", id, {100}, true);
+        UploadBench::sql(QString("UPDATE files SET file_size='2048' WHERE file_id=%1").arg(id));
+        QCOMPARE(bench.runOnce(), QList<int>({0}));
+        QVERIFY(bench.questions.isEmpty());
+        QCOMPARE(bench.fileState(id), QString("false|false|true|100|true"));
+
+        UploadBench::sql(QString("UPDATE files SET file_size='2049' WHERE file_id=%1").arg(id));
+        bench.answer = QMessageBox::No; // the disk size is used in memory and the file goes up
+        QCOMPARE(bench.runOnce(), QList<int>({0}));
+        QCOMPARE(bench.questions, QStringList({"Fix file"}));
+        QCOMPARE(bench.fileState(id), QString("true|true|true|2049|true"));
+    }
+
+    void stubOfACrashedRecordingIsRemovedAfterAsking()
+    {
+        const quint32 id = 114;
+        bench.writeFile(bench.path("stub.mp4"), randomBytes(100, 3));
+        bench.writeFile(bench.path("stub.mp4.jpg"), randomBytes(100, 4));
+        UploadBench::sql(QString("insert into files values('stub.mp4', %1, 1700000000, 0, 'false', 'stub.mp4.jpg', "
+                                 "'false', 'true', '0', 'My stub', '', 'false', '0', 'true')")
+                             .arg(id));
+        // First run: the size from disk is taken and the file counts as finished.
+        QCOMPARE(bench.runOnce(), QList<int>({0}));
+        QCOMPARE(bench.fileState(id), QString("false|false|true|100|true"));
+        QVERIFY(bench.questions.isEmpty());
+
+        // Without an answer nothing is removed, and the question comes back.
+        bench.answer = QMessageBox::NoButton;
+        QCOMPARE(bench.runOnce(), QList<int>({0}));
+        QCOMPARE(bench.questions, QStringList({"Corrupted file"}));
+        QVERIFY(QFile::exists(bench.path("stub.mp4")));
+
+        bench.answer = QMessageBox::Save;
+        QCOMPARE(bench.runOnce(), QList<int>({0}));
+        QCOMPARE(bench.questions.size(), 2);
+        QCOMPARE(bench.host.saveOffers, QStringList({"stub.mp4|My stub"}));
+        QVERIFY(bench.fileState(id).isEmpty());
+        QVERIFY(!QFile::exists(bench.path("stub.mp4")));
+        QVERIFY(!QFile::exists(bench.path("stub.mp4.jpg")));
+    }
+
+    void unreadableRangeSkipsTheFile()
+    {
+        // One byte more than the largest range held in memory.
+        const quint32 id = 115;
+        bench.writeFile(bench.path("huge.mp4"), QByteArray());
+        QVERIFY(QFile::resize(bench.path("huge.mp4"), 104857601));
+        UploadBench::sql(QString("insert into files values('huge.mp4', %1, 1700000000, 104857601, 'false', "
+                                 "'huge.mp4.jpg', 'true', 'true', '5', 'huge', '', 'false', '1', 'true')")
+                             .arg(id));
+        UploadBench::addSegments(id, 0, 0, {104857601});
+        QCOMPARE(bench.runOnce(), QList<int>({0}));
+        QCOMPARE(bench.fileState(id), QString("false|false|true|104857601|false"));
+        QCOMPARE(bench.host.popups.last().first, int(Common::MsgWarning));
+        QCOMPARE(bench.host.popups.last().second, QString("Upload was skipped because the file huge.mp4 is broken."));
+        QCOMPARE(bench.runOnce(), QList<int>({1})); // never picked again
+        QVERIFY(QFile::exists(bench.path("huge.mp4")));
+    }
+
+    void emptyPreviewIsMarkedAsSent()
+    {
+        const quint32 id = 116;
+        bench.record("emptygif.mp4", id, {5000}, true);
+        bench.writeFile(bench.path("emptygif.mp4.gif"), QByteArray());
+        QSignalSpy done(bench.queue, &UploadQueue::uploadFileDone);
+        QCOMPARE(bench.runOnce(), QList<int>({0}));
+        QCOMPARE(done.size(), 2); // the media file, then the preview that was given up
+        QCOMPARE(bench.fileState(id), QString("true|true|true|5000|true"));
+        QCOMPARE(bench.serverFile(id).value("preview_ext").toString(), QString());
+    }
+};
+
+QTEST_GUILESS_MAIN(TestUploadFaults)
+#include "test_upload_faults.moc"
