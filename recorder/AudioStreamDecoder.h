@@ -12,8 +12,10 @@ namespace AudioStreamDecoder {
 // its decoder with the time base 1/sample rate. Returns the stream count (1),
 // or a negative error. An input whose header already states the format (the
 // sound server's) is not probed: probing waits for the first data, which a
-// monitor of an idle sink may hold back for seconds.
-int open(const QString& name, AVFormatContext* input, CodecContextPtr& decoder, bool probe = true);
+// source that the server has just resumed may hold back. Crash reports go
+// out under `crashTag`.
+int open(const QString& name, AVFormatContext* input, CodecContextPtr& decoder, bool probe = true,
+         const char* crashTag = "[ACAP]");
 
 // Moves a packet from its stream's time base to the decoder's and sends it.
 int sendPacket(AVFormatContext* input, AVCodecContext* decoder, AVPacket* packet);

@@ -2,14 +2,13 @@
 
 #include "AudioSampleLevel.h"
 #include "AudioStreamDecoder.h"
-#include "CaptureInputName.h"
 #include "CrashReport.h"
+#include "SoundInput.h"
 
 #include <QDebug>
 #include <algorithm>
 
 extern "C" {
-#include <libavdevice/avdevice.h>
 #include <libavfilter/buffersink.h>
 #include <libavfilter/buffersrc.h>
 }
@@ -18,13 +17,10 @@ namespace {
 const char* const kSilentSubstitute = "anullsrc=sample_rate=44100:channel_layout=stereo,arealtime";
 constexpr unsigned long kReadSleepStartMs = 2;
 constexpr unsigned long kReadSleepMaxMs = 10;
-// About 160 ms of 16-bit stereo at 44100 Hz: keeps the capture latency low.
-const char* const kPulseFragmentBytes = "28224";
 } // namespace
 
 ffmpegAudioCap::ffmpegAudioCap(QObject* parent) : QThread(parent)
 {
-    avdevice_register_all();
 }
 
 ffmpegAudioCap::~ffmpegAudioCap()
@@ -52,75 +48,55 @@ int ffmpegAudioCap::streamIndexOut() const
     return name == QLatin1String("[ASYS]:") ? 1 : 0;
 }
 
-// Opens the input itself; a source that the sound server does not give us is
-// a disabled device, which the caller answers with the silent substitute.
-int ffmpegAudioCap::openInput(const char* format, const char* url, bool substitute)
+// A disabled device (-5: missing, or refused by the sound server) is answered
+// with a silent source, so that the recording keeps a sound track; every
+// other failure goes back to the session. -5 leaves here only when the
+// substitute could not be opened either.
+int ffmpegAudioCap::openInput(const char* deviceName)
 {
-    const AVInputFormat* inputFormat = format ? av_find_input_format(format) : nullptr;
-    AVDictionary* options = nullptr;
-    const bool pulse = format && qstrcmp(format, "pulse") == 0;
-    if (pulse) {
-        av_dict_set(&options, "channels", "2", 0);
-        av_dict_set(&options, "sample_rate", "44100", 0);
-        av_dict_set(&options, "fragment_size", kPulseFragmentBytes, 0);
-    }
-    if (url)
-        av_dict_set(&options, "copyts", "true", 0);
-    AVFormatContext* ctx = nullptr;
-    int ret = avformat_open_input(&ctx, url, inputFormat, &options);
-    av_dict_free(&options);
+    int ret = SoundInput::open(deviceName, inputContext, name.toUtf8().constData());
+    if (ret >= 0)
+        return ret;
+    qCritical().noquote() << name << " Cannot open input file:" << deviceName << ", ctx: "
+                          << static_cast<void*>(inputContext.get());
+    if (ret != AVERROR(EIO))
+        return ret;
+
+    const QString what = name == QLatin1String("[ASYS]:") ? QStringLiteral("System Sound") : QStringLiteral("Microphone");
+    emit audioPopup(streamIndexOut(),
+                    QString("<h2>WARNING! %1 recording is disabled.</h2><br/><p>To enable it go to Settings and click "
+                            "on the input icon.</p>")
+                        .arg(what));
+    qWarning().noquote() << name << "Audio is disabled";
+    inputContext.reset();
+    ret = SoundInput::open(kSilentSubstitute, inputContext, name.toUtf8().constData());
     if (ret < 0) {
-        if (substitute) {
-            qCritical() << name << " Cannot open null input, ctx: " << ctx;
-            sentryCaptureFatal("[ACAP]", "Cannot open NULL dev");
-        } else {
-            qCritical() << name << " Cannot open input file:" << url << ", ctx: " << ctx;
-        }
-        return pulse ? AVERROR(EIO) : ret;
+        qCritical().noquote() << name << " Cannot open null input, ctx: " << static_cast<void*>(inputContext.get());
+        sentryCaptureFatal("[ACAP]", "Cannot open NULL dev");
+        return AVERROR(EIO);
     }
-    inputContext.reset(ctx);
-    return 0;
+    return ret;
 }
 
 int ffmpegAudioCap::open_input_device(const char* deviceName)
 {
-    qDebug() << name << "open_input_device";
-    const QByteArray input(deviceName ? deviceName : "");
-    int ret;
-    if (!deviceName)
-        ret = openInput(nullptr, nullptr, false);
-    else if (input.startsWith("anullsrc"))
-        ret = openInput("lavfi", input.constData(), false);
-    else if (CaptureInputName::isLavfi(input))
-        ret = openInput("lavfi", CaptureInputName::pacedLavfiGraph(input, "arealtime").constData(), false);
-    else
-        ret = openInput("pulse", (input.startsWith("audio=") ? input.mid(6) : input).constData(), false);
-
-    if (ret == AVERROR(EIO)) {
-        const QString what = name == QLatin1String("[ASYS]:") ? QStringLiteral("System Sound") : QStringLiteral("Microphone");
-        emit audioPopup(streamIndexOut(),
-                        QString("<h2>WARNING! %1 recording is disabled.</h2><br/><p>To enable it go to Settings and click "
-                                "on the input icon.</p>")
-                            .arg(what));
-        qWarning() << name << "Audio is disabled";
-        inputContext.reset();
-        ret = openInput("lavfi", kSilentSubstitute, true);
-    }
+    qDebug().noquote() << name << "open_input_device";
+    int ret = openInput(deviceName);
     if (ret < 0)
         return ret;
     if (!inputContext) {
-        qCritical() << name << " Input format context is NULL!";
+        qCritical().noquote() << name << " Input format context is NULL!";
         sentryCaptureError("[ACAP]", "Input format context is NULL");
         return -1;
     }
-    const bool serverSource = qstrcmp(inputContext->iformat->name, "pulse") == 0;
-    const int streams = AudioStreamDecoder::open(name, inputContext.get(), decoder, !serverSource);
+    const bool probe = !SoundInput::isServerSource(inputContext.get());
+    const int streams = AudioStreamDecoder::open(name, inputContext.get(), decoder, probe);
     if (streams < 0)
         return streams;
     ret = initFilters();
     if (ret < 0)
         return ret;
-    qDebug() << name << " dump format";
+    qDebug().noquote() << name << " dump format";
     av_dump_format(inputContext.get(), 0, inputContext->url, 0);
     qDebug("%s Streams: %u, SR: %d, CH: %d, TB: %d/%d FMT:%s, P:%d", name.toUtf8().constData(),
            inputContext->nb_streams, decoder->sample_rate, ffCodecChannels(decoder.get()), decoder->time_base.num,
@@ -135,7 +111,7 @@ int ffmpegAudioCap::initFilters()
     sourceContext = nullptr;
     sinkContext = nullptr;
     if (!filterGraph) {
-        qCritical() << name << " Cannot allocate filter graph";
+        qCritical().noquote() << name << " Cannot allocate filter graph";
         return AVERROR(ENOMEM);
     }
     const AVCodecContext* dec = decoder.get();
@@ -155,7 +131,7 @@ int ffmpegAudioCap::initFilters()
     }
     graph += "asetnsamples=n=4096:p=0,abuffersink";
     const QByteArray graphText = graph.left(4095).toUtf8();
-    qDebug() << name << " filters:" << graphText;
+    qDebug().noquote() << name << " filters:" << graphText;
 
     int ret = ffParseGraph(filterGraph.get(), graphText);
     if (ret < 0) {
@@ -165,14 +141,14 @@ int ffmpegAudioCap::initFilters()
     }
     ret = avfilter_graph_config(filterGraph.get(), nullptr);
     if (ret < 0) {
-        qCritical() << name << " Cannot configure graph ret=" << ret;
+        qCritical().noquote() << name << " Cannot configure graph ret=" << ret;
         sentryCaptureError("[ACAP]", "Cannot configure graph");
         return ret;
     }
     sourceContext = avfilter_graph_get_filter(filterGraph.get(), "Parsed_abuffer_0");
     sinkContext = avfilter_graph_get_filter(filterGraph.get(), QByteArray("Parsed_abuffersink_") + QByteArray::number(sinkNumber));
     if (!sourceContext || !sinkContext) {
-        qCritical() << name << " Cannot configure graph ret=" << AVERROR(ENOMEM);
+        qCritical().noquote() << name << " Cannot configure graph ret=" << AVERROR(ENOMEM);
         sentryCaptureError("[ACAP]", "Cannot configure graph");
         return AVERROR(ENOMEM);
     }
@@ -201,7 +177,7 @@ int ffmpegAudioCap::fillAudioParams(AudioParams& out)
 
 void ffmpegAudioCap::freeUnused()
 {
-    qDebug() << name << "freeUnused";
+    qDebug().noquote() << name << "freeUnused";
     sourceContext = nullptr;
     sinkContext = nullptr;
     filterGraph.reset();
@@ -227,7 +203,7 @@ int ffmpegAudioCap::getFrameFromFilter(AVFrame** outFrame)
         if (ret < 0)
             return ret;
         if (AudioSampleLevel::apply(*outFrame, mute, level, meanLevel) < 0) {
-            qWarning() << name << "Unknown sample format "
+            qWarning().noquote() << name << "Unknown sample format "
                        << av_get_sample_fmt_name(static_cast<AVSampleFormat>((*outFrame)->format)) << " MUTE[<<<<]:" << mute;
             av_frame_unref(*outFrame);
             return -1;
@@ -236,7 +212,7 @@ int ffmpegAudioCap::getFrameFromFilter(AVFrame** outFrame)
             emit passAudioToMixEnc(*outFrame, streamIndexOut());
             *outFrame = av_frame_alloc();
             if (!*outFrame) {
-                qCritical() << name << " Failed to allocate new AVFrame after emitting signal";
+                qCritical().noquote() << name << " Failed to allocate new AVFrame after emitting signal";
                 return AVERROR(ENOMEM);
             }
         } else {
@@ -249,11 +225,11 @@ int ffmpegAudioCap::getFrameFromFilter(AVFrame** outFrame)
 int ffmpegAudioCap::feedFrame(AVFrame* frame)
 {
     if (frame->pts == AV_NOPTS_VALUE) {
-        qDebug() << name << " no PTS [" << 0 << ", " << 0 << "], discard frame!";
+        qDebug().noquote() << name << " no PTS [" << 0 << ", " << 0 << "], discard frame!";
         return 0;
     }
     if (lastPts != 0 && static_cast<uint64_t>(frame->pts) <= lastPts) {
-        qDebug() << name << " bad PTS [" << 0 << ", " << 0 << "], discard fame! " << frame->pts << " <=" << lastPts;
+        qDebug().noquote() << name << " bad PTS [" << 0 << ", " << 0 << "], discard fame! " << frame->pts << " <=" << lastPts;
         return 0;
     }
     lastPts = static_cast<uint64_t>(frame->pts);
@@ -263,7 +239,7 @@ int ffmpegAudioCap::feedFrame(AVFrame* frame)
     }
     ready = true;
     if (av_buffersrc_add_frame(sourceContext, frame) < 0) {
-        qCritical() << name << " Error feeding the filtergraph";
+        qCritical().noquote() << name << " Error feeding the filtergraph";
         return -1;
     }
     return 0;
@@ -278,6 +254,7 @@ void ffmpegAudioCap::run()
     ptsSeen = false;
     ready = false;
     go = false;
+    sampleClock.reset();
     if (!outFrame || !frame || !packet || !decoder || !sourceContext || !sinkContext) {
         sentryCaptureError("[ACAP]", "Buffer allocation failed");
         av_frame_free(&outFrame);
@@ -292,18 +269,19 @@ void ffmpegAudioCap::run()
             QThread::msleep(sleepMs);
             sleepMs = std::min(sleepMs * 2, kReadSleepMaxMs);
         } else if (ret < 0) {
-            qWarning() << name << " Error! Read frame returned " << ret << ffErrorString(ret);
+            qWarning().noquote() << name << " Error! Read frame returned " << ret << ffErrorString(ret);
             if (ret == AVERROR(EIO))
                 QThread::msleep(40);
             break;
         } else {
             sleepMs = kReadSleepStartMs;
             if (inputContext->streams[packet->stream_index]->codecpar->codec_type != AVMEDIA_TYPE_AUDIO) {
-                qWarning() << name << " frame type is not audio!";
+                qWarning().noquote() << name << " frame type is not audio!";
             } else {
+                sampleClock.restamp(packet.get(), inputContext.get());
                 ret = AudioStreamDecoder::sendPacket(inputContext.get(), decoder.get(), packet.get());
                 if (ret < 0 && ret != AVERROR(EAGAIN)) {
-                    qCritical() << name << " Fatal error sending packet to decoder: " << ffErrorString(ret) << "(" << ret << ")";
+                    qCritical().noquote() << name << " Fatal error sending packet to decoder: " << ffErrorString(ret) << "(" << ret << ")";
                     sentryCaptureError("[ACAP]", QString("Error submitting packet to decoder: %1").arg(ffErrorString(ret)));
                     break;
                 }
@@ -312,12 +290,12 @@ void ffmpegAudioCap::run()
                     if (ret == AVERROR(EAGAIN))
                         break;
                     if (ret == AVERROR_EOF) {
-                        qDebug() << name << " Decoder EOF received during frame reception.";
+                        qDebug().noquote() << name << " Decoder EOF received during frame reception.";
                         running = 0;
                         break;
                     }
                     if (ret < 0) {
-                        qCritical() << name << " Decoding failed: " << ffErrorString(ret) << "(" << ret << ")";
+                        qCritical().noquote() << name << " Decoding failed: " << ffErrorString(ret) << "(" << ret << ")";
                         sentryCaptureError("[ACAP]", QString("Decoding failed: %1").arg(ffErrorString(ret)));
                         running = 0;
                         fatal = true;
@@ -330,10 +308,10 @@ void ffmpegAudioCap::run()
                     av_frame_unref(frame.get());
                     ret = getFrameFromFilter(&outFrame);
                     if (ret == AVERROR_EOF) {
-                        qDebug() << name << " Filter graph EOF after processing frame. Ending capture.";
+                        qDebug().noquote() << name << " Filter graph EOF after processing frame. Ending capture.";
                         running = 0;
                     } else if (ret != AVERROR(EAGAIN)) {
-                        qCritical() << name << " Fatal error from filter graph: " << ffErrorString(ret);
+                        qCritical().noquote() << name << " Fatal error from filter graph: " << ffErrorString(ret);
                         sentryCaptureError("[ACAP]", QString("Filter graph error: %1").arg(ffErrorString(ret)));
                         fatal = true;
                     }
@@ -349,15 +327,15 @@ void ffmpegAudioCap::run()
             break;
         ret = getFrameFromFilter(&outFrame);
         if (ret == AVERROR_EOF) {
-            qDebug() << name << " Filter graph EOF during idle. Ending capture.";
+            qDebug().noquote() << name << " Filter graph EOF during idle. Ending capture.";
             running = 0;
         } else if (ret != AVERROR(EAGAIN)) {
-            qCritical() << name << " Fatal error from filter graph during idle: " << ffErrorString(ret);
+            qCritical().noquote() << name << " Fatal error from filter graph during idle: " << ffErrorString(ret);
             sentryCaptureError("[ACAP]", QString("Filter graph error (idle): %1").arg(ffErrorString(ret)));
             break;
         }
     }
     av_frame_free(&outFrame);
-    qDebug() << name << "exit";
+    qDebug().noquote() << name << "exit";
     started = 0;
 }

@@ -2,6 +2,7 @@
 
 #include "FFmpegResources.h"
 #include "MediaParams.h"
+#include "SoundInput.h"
 
 #include <QString>
 #include <QThread>
@@ -10,11 +11,12 @@
 // blocks of 4096 samples, applies mute and level, measures the mean level and
 // hands the blocks to the mixer once the session has set `go`.
 //
-// Input names: "audio=<source>" is a PulseAudio source; a name beginning with
-// "anullsrc" is the silent substitute; "lavfi:<graph>" opens a lavfi graph
-// (a test tone, paced to real time unless the graph already holds
-// "arealtime"). A source that cannot be opened counts as disabled (-5): the
-// user gets audioPopup and the silent substitute takes its place.
+// Input names as SoundInput opens them: "audio=<source>" is a source of the
+// sound server, captured in its own format (the graph maps more than two
+// channels to the first two and resamples above 48000 Hz); a name beginning
+// with "anullsrc" is the silent substitute; "lavfi:<graph>" a test tone. A
+// source that is missing or refused counts as disabled (-5): the user gets
+// audioPopup and the silent substitute takes its place.
 class ffmpegAudioCap : public QThread {
     Q_OBJECT
 public:
@@ -51,6 +53,7 @@ public:
     FilterGraphPtr filterGraph;
     AVFilterContext* sourceContext = nullptr;
     AVFilterContext* sinkContext = nullptr;
+    SoundInput::SampleClock sampleClock; // timestamps of a sound server source
 
 signals:
     // Stream index 1 when `name` is "[ASYS]:", else 0.
@@ -61,7 +64,7 @@ protected:
     void run() override;
 
 private:
-    int openInput(const char* format, const char* url, bool substitute);
+    int openInput(const char* deviceName);
     int openDecoder();
     int initFilters();
     int feedFrame(AVFrame* frame);

@@ -1,18 +1,21 @@
 #pragma once
 
-#include "FFmpegResources.h"
 #include "MediaParams.h"
 
 #include <QMutex>
 #include <QString>
 #include <QThread>
+#include <memory>
 
-// Records what the machine plays: the monitor of PulseAudio's default sink,
-// handed to the mixer as input 1. A name beginning with "lavfi:" reads a
-// lavfi graph instead (a test tone, paced to real time). When the source
-// cannot be opened the user gets audioPopup, `deviceOpen` stays clear and
-// fillAudioParams gives 0 after 500 ms, so the session goes on without
-// system sound.
+class SystemSoundSource;
+
+// Records what the machine plays, the monitor of the sound server's default
+// sink as 16-bit samples at the sink's rate, and hands it to the mixer as
+// input 1 in blocks as they arrive (about 10 ms). A name beginning with
+// "lavfi:" reads a lavfi graph instead (a test tone, paced to real time).
+// When the source cannot be opened the user gets audioPopup, `deviceOpen`
+// stays clear and fillAudioParams gives 0 after 500 ms, so the session goes
+// on without system sound.
 class pulseAudioLoopback : public QThread {
     Q_OBJECT
 public:
@@ -54,11 +57,7 @@ protected:
 
 private:
     int openDevice();
-    void closeDevice();
-    int captureStep(AVPacket* packet, AVFrame* frame);
-    void deliver(AVFrame* frame);
+    int packetStep();
 
-    InputFormatContextPtr inputContext;
-    CodecContextPtr decoder;
-    int streamIndexIn = -1;
+    std::unique_ptr<SystemSoundSource> source;
 };

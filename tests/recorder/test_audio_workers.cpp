@@ -1,7 +1,9 @@
 // The sound threads driven directly: microphone capture with mute and level,
-// the mixer and AAC encoder with one and two inputs, the system sound thread
-// on the sound server's monitor, and the silence player.
+// its silent substitute and its other open errors, the mixer and AAC encoder
+// with one and two inputs and its graph and block size, the system sound
+// thread on the sound server's monitor, and the silence player.
 
+#include "AudioToneSupport.h"
 #include "WorkerTestSupport.h"
 #include "ffmpegAudioCap.h"
 #include "ffmpegAudioMixEnc.h"
@@ -9,7 +11,9 @@
 #include "pulseAudioSilence.h"
 
 #include <QSignalSpy>
+#include <QTemporaryDir>
 #include <QtTest>
+#include <algorithm>
 #include <cmath>
 
 namespace {
@@ -18,62 +22,6 @@ const char* const kTone = "lavfi:sine=frequency=440:sample_rate=44100";
 const char* const kSilence = "lavfi:anullsrc=r=44100:cl=mono";
 const double kToneMeanLevel = 1.0 / (4 * M_PI);
 
-AudioParams recordingAudioOut()
-{
-    AudioParams out;
-    out.sampleRate = 44100;
-    out.channels = 2;
-    out.channelLayout = 3;
-    out.timeBase = AVRational{1, 44100};
-    out.sampleFormat = AV_SAMPLE_FMT_S16;
-    return out;
-}
-
-// What the encoded track sounds like: its RMS and the tone's frequency from
-// the zero crossings of the left channel, decoded by the library's own AAC
-// decoder. The first packets (encoder start-up and the mix fading in) are skipped.
-struct DecodedTrack {
-    double rms = 0;
-    double frequency = 0;
-    int sampleRate = 0;
-    int channels = 0;
-};
-
-DecodedTrack decodeTrack(const AVCodecParameters* stream, const std::vector<PacketPtr>& packets, size_t skip)
-{
-    DecodedTrack track;
-    const AVCodec* codec = avcodec_find_decoder(stream->codec_id);
-    CodecContextPtr dec(avcodec_alloc_context3(codec));
-    avcodec_parameters_to_context(dec.get(), stream);
-    if (avcodec_open2(dec.get(), codec, nullptr) < 0)
-        return track;
-    FramePtr frame(av_frame_alloc());
-    double sum = 0;
-    int64_t samples = 0, crossings = 0;
-    float previous = 0;
-    for (size_t i = 0; i < packets.size(); ++i) {
-        avcodec_send_packet(dec.get(), packets[i].get());
-        while (avcodec_receive_frame(dec.get(), frame.get()) >= 0) {
-            track.sampleRate = frame->sample_rate;
-            track.channels = frame->ch_layout.nb_channels;
-            if (i >= skip && frame->format == AV_SAMPLE_FMT_FLTP) {
-                const float* left = reinterpret_cast<const float*>(frame->extended_data[0]);
-                for (int s = 0; s < frame->nb_samples; ++s) {
-                    sum += double(left[s]) * left[s];
-                    crossings += (previous < 0) != (left[s] < 0) ? 1 : 0;
-                    previous = left[s];
-                    ++samples;
-                }
-            }
-            av_frame_unref(frame.get());
-        }
-    }
-    if (samples > 0) {
-        track.rms = std::sqrt(sum / samples);
-        track.frequency = crossings / 2.0 / (double(samples) / track.sampleRate);
-    }
-    return track;
-}
 } // namespace
 
 class TestAudioWorkers : public QObject
@@ -85,7 +33,9 @@ private slots:
     void missingSourceFallsBackToSilence();
     void readsSoundServerSource();
     void mixesOneAndTwoInputs();
-    void refusesMixOfNoInputs();
+    void mixerGraphNamesItsEnds();
+    void mixerEncodesBlocksOf1024();
+    void otherOpenErrorsAreReturned();
     void systemSoundReadsMonitor();
     void systemSoundWithoutServerIsDropped();
     void silencePlayerReportsStarted();
@@ -156,7 +106,8 @@ void TestAudioWorkers::readsSoundServerSource()
 {
     if (qEnvironmentVariableIsEmpty("PULSE_SERVER"))
         QSKIP("needs the private sound server");
-    // The test session's microphone is a sine source of the sound server.
+    // The test session's microphone is a sine source of the sound server,
+    // captured in its own format: one channel at 44100 Hz.
     ffmpegAudioCap cap;
     QSignalSpy popups(&cap, &ffmpegAudioCap::audioPopup);
     QCOMPARE(cap.open_input_device("audio=orlune_mic"), 1);
@@ -164,7 +115,8 @@ void TestAudioWorkers::readsSoundServerSource()
     AudioParams params;
     QCOMPARE(cap.fillAudioParams(params), 1);
     QCOMPARE(params.sampleRate, 44100);
-    QCOMPARE(params.channels, 2);
+    QCOMPARE(params.channels, 1);
+    QCOMPARE(params.sampleFormat, AV_SAMPLE_FMT_S16);
     cap.start();
     QTRY_VERIFY_WITH_TIMEOUT(cap.meanLevel > 0.01, 5000);
     QVERIFY(stopSource(&cap));
@@ -216,16 +168,19 @@ void TestAudioWorkers::mixesOneAndTwoInputs()
             QCOMPARE(p->stream_index, 1);
             QCOMPARE(p->time_base.den, 44100);
         }
-        const DecodedTrack track = decodeTrack(output->streams[0]->codecpar, sink.packets, 20);
-        QCOMPARE(track.sampleRate, 44100);
-        QCOMPARE(track.channels, 2);
-        QVERIFY2(qAbs(track.frequency - 440) < 10, qPrintable(QString::number(track.frequency)));
+        // The first packets (encoder start-up and the mix fading in) are skipped.
+        const DecodedSound sound = decodePackets(output->streams[0]->codecpar, sink.packets);
+        QCOMPARE(sound.sampleRate, 44100);
+        QCOMPARE(sound.channels, 2);
+        const size_t from = 20 * 1024;
+        const double tone = toneAmplitude(sound.left, 44100, 440, from);
+        QVERIFY2(tone > 20 * toneAmplitude(sound.left, 44100, 520, from), qPrintable(QString::number(tone)));
+        const double rms = rmsOf(sound.left, from);
         if (inputs == 1) {
-            rmsAlone = track.rms;
+            rmsAlone = rms;
             QVERIFY(rmsAlone > 0.03);
         } else {
-            QVERIFY2(qAbs(track.rms / rmsAlone - 0.5) < 0.08,
-                     qPrintable(QString("%1 vs %2").arg(track.rms).arg(rmsAlone)));
+            QVERIFY2(qAbs(rms / rmsAlone - 0.5) < 0.08, qPrintable(QString("%1 vs %2").arg(rms).arg(rmsAlone)));
         }
         mic.freeUnused();
         system.freeUnused();
@@ -233,27 +188,14 @@ void TestAudioWorkers::mixesOneAndTwoInputs()
     }
 }
 
-void TestAudioWorkers::refusesMixOfNoInputs()
-{
-    ffmpegAudioMixEnc mix;
-    AudioParams out = recordingAudioOut();
-    QVERIFY(mix.init_audio_filters(nullptr, 0, out) < 0);
-
-    // Frames for an input the mix does not have are freed, not fed.
-    AudioParams in[1] = {out};
-    QCOMPARE(mix.init_audio_filters(in, 1, out), 0);
-    mix.running = 1;
-    AVFrame* stray = av_frame_alloc();
-    mix.passAudioToMixEnc(stray, 1);
-    AVFrame* empty = av_frame_alloc();
-    mix.passAudioToMixEnc(empty, 0);
-    mix.running = 0;
-}
-
 void TestAudioWorkers::systemSoundReadsMonitor()
 {
-    if (qEnvironmentVariableIsEmpty("PULSE_SERVER"))
+    if (!haveSoundServer())
         QSKIP("needs the private sound server");
+    // What plays on the default sink, here a tone at half scale.
+    QTemporaryDir dir;
+    QVERIFY(writeToneWav(dir.path() + "/tone.wav", 1000, 20));
+    TonePlayer player(dir.path() + "/tone.wav");
     // The name the session gives is not a device: the default sink's monitor is read.
     pulseAudioLoopback system;
     system.setDevice("audio={8E146464-DB61-4309-AFA1-3578E927E935}");
@@ -261,22 +203,46 @@ void TestAudioWorkers::systemSoundReadsMonitor()
     AudioParams params;
     QCOMPARE(system.fillAudioParams(params), 1);
     QCOMPARE(params.sampleFormat, AV_SAMPLE_FMT_S16);
-    QVERIFY(params.channels >= 1);
-    QVERIFY(params.sampleRate > 0);
+    QCOMPARE(params.channels, 2);
+    QCOMPARE(params.sampleRate, 44100);
+    QCOMPARE(params.timeBase.den, 44100);
 
+    // Blocks go out as input 1, only with `go`; muted or at level 0 they keep
+    // coming, as zeros.
     int frames = 0;
+    int silentFrames = 0;
     QObject receiver;
     connect(&system, &pulseAudioLoopback::passAudioToMixEnc, &receiver, [&](void* f, int index) {
         AVFrame* frame = static_cast<AVFrame*>(f);
-        frames += index == 1 ? 1 : 0;
+        QCOMPARE(index, 1);
+        QCOMPARE(frame->format, int(AV_SAMPLE_FMT_S16));
+        const auto* s = reinterpret_cast<const int16_t*>(frame->data[0]);
+        silentFrames += std::all_of(s, s + frame->nb_samples * 2, [](int16_t v) { return v == 0; }) ? 1 : 0;
+        ++frames;
         av_frame_free(&frame);
     });
-    QTRY_VERIFY_WITH_TIMEOUT(system.ready, 3000);
+    QTRY_VERIFY_WITH_TIMEOUT(system.ready && system.meanLevel > 0.2, 3000);
+    QCOMPARE(frames, 0);
     system.go = true;
     QTRY_VERIFY_WITH_TIMEOUT(frames >= 3, 3000);
+    system.mute = true;
+    QTRY_COMPARE_WITH_TIMEOUT(system.meanLevel, 0.0, 3000);
+    system.mute = false;
+    QTRY_VERIFY_WITH_TIMEOUT(system.meanLevel > 0.2, 3000);
+    system.level = 0;
+    QTRY_COMPARE_WITH_TIMEOUT(system.meanLevel, 0.0, 3000);
+    const int before = frames;
+    QTRY_VERIFY_WITH_TIMEOUT(frames > before + 3, 3000);
+    QVERIFY(silentFrames >= 3);
+    // Only 0 counts: any other level passes the samples unchanged.
+    system.level = 30;
+    QTRY_VERIFY_WITH_TIMEOUT(system.meanLevel > 0.2, 3000);
+
     system.running = 0;
     QCOMPARE(system.stopCapture(), 0);
+    // stopCapture returned only after the loop had ended.
     QCOMPARE(system.started, 0);
+    QCOMPARE(system.clientStarted, false);
     QVERIFY(system.wait(2000));
 }
 
@@ -313,6 +279,83 @@ void TestAudioWorkers::silencePlayerReportsStarted()
     QCOMPARE(silence.started, 0);
     silence.freeUnused();
     QVERIFY(!silence.deviceOpen);
+}
+
+void TestAudioWorkers::mixerGraphNamesItsEnds()
+{
+    // Five filters per input chain, then the mix: the sink is numbered 10 for
+    // one input and 15 for two. A mix of no inputs is refused by the library.
+    const AudioParams out = recordingAudioOut();
+    AudioParams in[2] = {out, out};
+    in[1].channels = 1;
+    in[1].channelLayout = 0; // default layout for the channel count
+    QVERIFY(ffmpegAudioMixEnc().init_audio_filters(nullptr, 0, out) < 0);
+    for (int count = 1; count <= 2; ++count) {
+        ffmpegAudioMixEnc mix;
+        QCOMPARE(mix.init_audio_filters(in, count, out), 0);
+        QCOMPARE(QByteArray(mix.sinkContext->name), "Parsed_abuffersink_" + QByteArray::number((count + 1) * 5));
+        QCOMPARE(QByteArray(mix.sourceContexts[0]->name), QByteArray("Parsed_abuffer_0"));
+        QCOMPARE(mix.sourceContexts[1] ? QByteArray(mix.sourceContexts[1]->name) : QByteArray(),
+                 count == 2 ? QByteArray("Parsed_abuffer_5") : QByteArray());
+        QVERIFY(avfilter_graph_get_filter(mix.filterGraph.get(), "Parsed_amix_" + QByteArray::number(count * 5)));
+        mix.freeUnused();
+        QVERIFY(!mix.sinkContext && !mix.filterGraph);
+    }
+}
+
+void TestAudioWorkers::mixerEncodesBlocksOf1024()
+{
+    ffmpegAudioMixEnc mix;
+    AudioParams out = recordingAudioOut();
+    AudioParams in[1] = {out};
+    OutputFormatContextPtr output = streamOnlyOutput();
+    QCOMPARE(mix.addToOutput(output.get(), 0, out), 1);
+    QCOMPARE(mix.init_audio_filters(in, 1, out), 0);
+    PacketSink sink(&mix);
+    mix.start();
+    QTRY_VERIFY(mix.running == 1);
+
+    auto block = [](int64_t pts) {
+        AVFrame* f = av_frame_alloc();
+        ffSetFrameChannels(f, 3, 2);
+        f->sample_rate = 44100;
+        f->format = AV_SAMPLE_FMT_S16;
+        f->nb_samples = 4096;
+        f->pts = pts;
+        av_frame_get_buffer(f, 0);
+        memset(f->data[0], 0, 4096 * 4);
+        return f;
+    };
+    // A source the mix does not have (the system sound's index with one input) is dropped.
+    for (int i = 0; i < 4; ++i)
+        mix.passAudioToMixEnc(block(i * 4096), 1);
+    QTest::qWait(100);
+    QCOMPARE(sink.packets.size(), size_t(0));
+    // Four blocks of 4096 leave as sixteen frames of 1024, and the encoder's
+    // one frame of priming comes out with the flush.
+    for (int i = 0; i < 4; ++i)
+        mix.passAudioToMixEnc(block(i * 4096), 0);
+    QTRY_VERIFY(sink.packets.size() >= 15);
+    QVERIFY(stopEncoder(&mix));
+    QTest::qWait(50);
+    QCOMPARE(sink.packets.size(), size_t(17));
+    for (const PacketPtr& p : sink.packets) {
+        QCOMPARE(p->stream_index, 0);
+        QCOMPARE(p->duration, int64_t(1024));
+    }
+}
+
+void TestAudioWorkers::otherOpenErrorsAreReturned()
+{
+    // Only a disabled device is replaced by silence; a broken input name is the caller's to handle.
+    ffmpegAudioCap cap;
+    QSignalSpy popups(&cap, &ffmpegAudioCap::audioPopup);
+    const int ret = cap.open_input_device("lavfi:orlune_no_such_filter");
+    QVERIFY(ret < 0);
+    QVERIFY(ret != AVERROR(EIO));
+    QCOMPARE(popups.size(), 0);
+    AudioParams params;
+    QCOMPARE(cap.fillAudioParams(params), 0);
 }
 
 QTEST_MAIN(TestAudioWorkers)

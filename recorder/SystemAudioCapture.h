@@ -1,4 +1,0 @@
-#pragma once
-
-// The system sound worker of this platform.
-#include "pulseAudioLoopback.h"

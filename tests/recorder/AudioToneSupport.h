@@ -1,0 +1,195 @@
+#pragma once
+
+// Shared pieces of the sound tests: how strong a tone is in decoded samples
+// (a Goertzel filter), the sound of encoded packets and of a finished file
+// (the latter decoded by the ffmpeg tool), a tone played into the sound
+// server by paplay, and modules loaded into the test's private sound server
+// by pactl.
+
+#include "FFmpegResources.h"
+#include "MediaParams.h"
+
+#include <QByteArray>
+#include <QFile>
+#include <QProcess>
+#include <QString>
+#include <QStringList>
+#include <QtEndian>
+#include <QTest>
+#include <cmath>
+#include <cstdint>
+#include <vector>
+
+// Amplitude of the `frequency` component of `samples` (1.0 = full scale sine)
+// between the sample positions [from, to).
+inline double toneAmplitude(const std::vector<float>& samples, int rate, double frequency, size_t from = 0,
+                            size_t to = SIZE_MAX)
+{
+    to = std::min(to, samples.size());
+    if (from >= to)
+        return 0;
+    const double coeff = 2 * std::cos(2 * M_PI * frequency / rate);
+    double s1 = 0, s2 = 0;
+    for (size_t i = from; i < to; ++i) {
+        const double s0 = samples[i] + coeff * s1 - s2;
+        s2 = s1;
+        s1 = s0;
+    }
+    const double power = s1 * s1 + s2 * s2 - coeff * s1 * s2;
+    return 2 * std::sqrt(std::max(power, 0.0)) / double(to - from);
+}
+
+inline double rmsOf(const std::vector<float>& samples, size_t from = 0, size_t to = SIZE_MAX)
+{
+    to = std::min(to, samples.size());
+    if (from >= to)
+        return 0;
+    double sum = 0;
+    for (size_t i = from; i < to; ++i)
+        sum += double(samples[i]) * samples[i];
+    return std::sqrt(sum / double(to - from));
+}
+
+// The sound format of a recording, as the session asks the mixer for it.
+inline AudioParams recordingAudioOut()
+{
+    AudioParams out;
+    out.sampleRate = 44100;
+    out.channels = 2;
+    out.channelLayout = 3;
+    out.timeBase = AVRational{1, 44100};
+    out.sampleFormat = AV_SAMPLE_FMT_S16;
+    return out;
+}
+
+// The left channel of encoded packets as the library's own decoder gives it
+// (planar float, as the AAC decoder delivers), with the decoded format.
+struct DecodedSound {
+    std::vector<float> left;
+    int sampleRate = 0;
+    int channels = 0;
+};
+
+inline DecodedSound decodePackets(const AVCodecParameters* stream, const std::vector<PacketPtr>& packets)
+{
+    DecodedSound sound;
+    const AVCodec* codec = avcodec_find_decoder(stream->codec_id);
+    CodecContextPtr dec(avcodec_alloc_context3(codec));
+    avcodec_parameters_to_context(dec.get(), stream);
+    if (avcodec_open2(dec.get(), codec, nullptr) < 0)
+        return sound;
+    FramePtr frame(av_frame_alloc());
+    for (const PacketPtr& p : packets) {
+        avcodec_send_packet(dec.get(), p.get());
+        while (avcodec_receive_frame(dec.get(), frame.get()) >= 0) {
+            sound.sampleRate = frame->sample_rate;
+            sound.channels = frame->ch_layout.nb_channels;
+            if (frame->format == AV_SAMPLE_FMT_FLTP) {
+                const float* s = reinterpret_cast<const float*>(frame->extended_data[0]);
+                sound.left.insert(sound.left.end(), s, s + frame->nb_samples);
+            }
+            av_frame_unref(frame.get());
+        }
+    }
+    return sound;
+}
+
+// The sound of a media file, down-mixed to mono at `rate`, as the ffmpeg tool
+// decodes it. Empty when the tool fails or reports an error.
+inline std::vector<float> decodeFileSound(const QString& path, int rate = 44100)
+{
+    QProcess tool;
+    tool.start("ffmpeg", {"-v", "error", "-i", path, "-vn", "-ac", "1", "-ar", QString::number(rate), "-f", "f32le", "-"});
+    if (!tool.waitForFinished(60000) || tool.exitCode() != 0 || !tool.readAllStandardError().trimmed().isEmpty())
+        return {};
+    const QByteArray raw = tool.readAllStandardOutput();
+    std::vector<float> samples(size_t(raw.size()) / sizeof(float));
+    memcpy(samples.data(), raw.constData(), samples.size() * sizeof(float));
+    return samples;
+}
+
+// Writes a 16-bit stereo WAV file holding a sine of `frequency` at `amplitude`.
+inline bool writeToneWav(const QString& path, double frequency, double seconds, double amplitude = 0.5,
+                         int rate = 44100)
+{
+    const int channels = 2;
+    const quint32 frames = quint32(seconds * rate);
+    const quint32 dataBytes = frames * channels * 2;
+    QByteArray wav;
+    auto put32 = [&wav](quint32 v) { v = qToLittleEndian(v); wav.append(reinterpret_cast<const char*>(&v), 4); };
+    auto put16 = [&wav](quint16 v) { v = qToLittleEndian(v); wav.append(reinterpret_cast<const char*>(&v), 2); };
+    wav.append("RIFF");
+    put32(36 + dataBytes);
+    wav.append("WAVEfmt ");
+    put32(16);
+    put16(1);
+    put16(channels);
+    put32(rate);
+    put32(rate * channels * 2);
+    put16(channels * 2);
+    put16(16);
+    wav.append("data");
+    put32(dataBytes);
+    for (quint32 i = 0; i < frames; ++i) {
+        const qint16 v = qint16(std::lround(amplitude * 32767 * std::sin(2 * M_PI * frequency * i / rate)));
+        for (int c = 0; c < channels; ++c)
+            put16(quint16(v));
+    }
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(wav) == wav.size();
+}
+
+// Plays a WAV file into the sound server (the default sink unless named) for
+// as long as the object lives.
+class TonePlayer {
+public:
+    explicit TonePlayer(const QString& wavPath, const QString& sink = QString())
+    {
+        QStringList args;
+        if (!sink.isEmpty())
+            args << "--device=" + sink;
+        player.start("paplay", args << wavPath);
+        player.waitForStarted(5000);
+    }
+    ~TonePlayer()
+    {
+        player.kill();
+        player.waitForFinished(5000);
+    }
+    bool running() const { return player.state() == QProcess::Running; }
+
+private:
+    QProcess player;
+};
+
+// A module of the test's sound server, loaded with pactl for the object's life.
+class PulseModule {
+public:
+    explicit PulseModule(const QString& module, const QStringList& arguments = {})
+    {
+        QProcess pactl;
+        pactl.start("pactl", QStringList{"load-module", module} + arguments);
+        if (pactl.waitForFinished(10000) && pactl.exitCode() == 0)
+            index = QString::fromUtf8(pactl.readAllStandardOutput()).trimmed();
+    }
+    ~PulseModule() { unload(); }
+    bool loaded() const { return !index.isEmpty(); }
+    void unload()
+    {
+        if (!index.isEmpty())
+            QProcess::execute("pactl", {"unload-module", index});
+        index.clear();
+    }
+
+private:
+    QString index;
+};
+
+inline bool haveSoundServer()
+{
+    if (qEnvironmentVariableIsEmpty("PULSE_SERVER"))
+        return false;
+    QProcess pactl;
+    pactl.start("pactl", {"info"});
+    return pactl.waitForFinished(5000) && pactl.exitCode() == 0;
+}

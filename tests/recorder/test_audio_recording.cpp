@@ -1,0 +1,197 @@
+// Whole recordings with the test's private sound server: its sine source
+// (440 Hz) as the microphone and a 1000 Hz tone played into the default sink
+// as system sound. The finished files are decoded by the ffmpeg tool and the
+// tones looked for at their frequencies: both present, each one gone when its
+// input is muted, silence at level 0, and a microphone whose module is
+// unloaded mid-recording still leaves a complete file, with no pop-up.
+
+#include "AudioToneSupport.h"
+#include "MuxTestSupport.h"
+#include "WorkerTestSupport.h"
+#include "ffmpegAudioCap.h"
+#include "pulseAudioLoopback.h"
+
+#include <QFileInfo>
+#include <QtTest>
+
+namespace {
+constexpr double kMicTone = 440;
+constexpr double kSystemTone = 1000;
+// Well away from both tones and their neighbours: how much noise there is.
+constexpr double kOffTone = 700;
+constexpr int kRate = 44100;
+
+struct Tones {
+    double mic = 0;
+    double system = 0;
+    double off = 0;
+    double rms = 0;
+};
+
+// The tones of a recording, measured after its first second (the mix fading in).
+Tones measureTones(const QString& path)
+{
+    const std::vector<float> samples = decodeFileSound(path, kRate);
+    Tones t;
+    if (samples.size() < size_t(2 * kRate))
+        return t;
+    t.mic = toneAmplitude(samples, kRate, kMicTone, kRate);
+    t.system = toneAmplitude(samples, kRate, kSystemTone, kRate);
+    t.off = toneAmplitude(samples, kRate, kOffTone, kRate);
+    t.rms = rmsOf(samples, kRate);
+    return t;
+}
+
+QString describe(const Tones& t)
+{
+    return QString("mic %1, system %2, off %3, rms %4").arg(t.mic).arg(t.system).arg(t.off).arg(t.rms);
+}
+} // namespace
+
+class TestAudioRecording : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void recordsBothTones();
+    void muteRemovesEachTone();
+    void levelZeroRecordsSilence();
+    void microphoneRemovedMidRecording();
+
+private:
+    // Records for `seconds` with the given inputs; the path of the finished file.
+    QString record(const QString& name, const char* mic, int seconds, const std::function<void(ffmpegMux&)>& setUp = {},
+                   const std::function<void(ffmpegMux&)>& midway = {});
+
+    TestLibrary library;
+    QString systemToneWav;
+};
+
+void TestAudioRecording::initTestCase()
+{
+    if (!haveSoundServer())
+        QSKIP("needs the private sound server");
+    QVERIFY(library.open());
+    systemToneWav = library.dir.path() + "/system-tone.wav";
+    QVERIFY(writeToneWav(systemToneWav, kSystemTone, 60));
+}
+
+QString TestAudioRecording::record(const QString& name, const char* mic, int seconds,
+                                   const std::function<void(ffmpegMux&)>& setUp,
+                                   const std::function<void(ffmpegMux&)>& midway)
+{
+    TonePlayer player(systemToneWav);
+    if (!player.running())
+        return QString();
+    ffmpegMux coder;
+    SessionEvents session(coder);
+    if (setUp)
+        setUp(coder);
+    coder.setInputOutput(kTestVideo, mic, name, 0, library.dir.path(), 0);
+    coder.setCaptureParams(0, 0, 640, 360);
+    coder.start();
+    if (!QTest::qWaitFor([&] { return session.has("started:0") || session.finished(); }, 15000)
+        || !session.has("started:0"))
+        return QString();
+    QTest::qWait(seconds * 500);
+    if (midway)
+        midway(coder);
+    QTest::qWait(seconds * 500);
+    coder.running = 0;
+    if (!QTest::qWaitFor([&] { return session.finished(); }, 30000) || !coder.wait(10000))
+        return QString();
+    QTest::qWait(300);
+    if (session.events != QStringList({"started:0", "done:0"}))
+        qWarning() << "session events:" << session.events;
+    return library.dir.path() + "/" + name;
+}
+
+void TestAudioRecording::recordsBothTones()
+{
+    const QString path = record("both.mp4", "audio=orlune_mic", 6);
+    QVERIFY(!path.isEmpty());
+    QCOMPARE(probeStreamValue(path, "codec_name"), QString("h264"));
+    const QString audio = runTool("ffprobe", {"-v", "error", "-select_streams", "a", "-show_entries",
+                                              "stream=codec_name,sample_rate,channels", "-of", "csv=p=0", path});
+    QCOMPARE(audio, QString("aac,44100,2"));
+    const Tones t = measureTones(path);
+    // The sources play at 0.35 and 0.5; a mix of two scales each by 1/sqrt(2).
+    // Measured over the whole recording at once, so gaps or a wavering pitch
+    // would weaken them.
+    QVERIFY2(qAbs(t.mic - 0.25) < 0.03 && t.mic > 100 * t.off, qPrintable(describe(t)));
+    QVERIFY2(qAbs(t.system - 0.354) < 0.04 && t.system > 100 * t.off, qPrintable(describe(t)));
+}
+
+void TestAudioRecording::muteRemovesEachTone()
+{
+    const QString micMuted = record("mic-muted.mp4", "audio=orlune_mic", 5, [](ffmpegMux& c) { c.setMute(true); });
+    QVERIFY(!micMuted.isEmpty());
+    const Tones a = measureTones(micMuted);
+    QVERIFY2(a.system > 0.05, qPrintable(describe(a)));
+    QVERIFY2(a.mic < a.system / 100, qPrintable(describe(a)));
+
+    // Muted after the start: the setter reaches the running thread.
+    const QString systemMuted =
+        record("system-muted.mp4", "audio=orlune_mic", 6, {}, [](ffmpegMux& c) { c.setSys(true); });
+    QVERIFY(!systemMuted.isEmpty());
+    const std::vector<float> samples = decodeFileSound(systemMuted, kRate);
+    QVERIFY(samples.size() > size_t(5 * kRate));
+    const size_t tail = samples.size() - size_t(2 * kRate);
+    const double systemBefore = toneAmplitude(samples, kRate, kSystemTone, kRate, 2 * kRate);
+    const double systemAfter = toneAmplitude(samples, kRate, kSystemTone, tail);
+    const double micAfter = toneAmplitude(samples, kRate, kMicTone, tail);
+    QVERIFY2(systemBefore > 0.05, qPrintable(QString::number(systemBefore)));
+    QVERIFY2(systemAfter < systemBefore / 100, qPrintable(QString("%1 %2").arg(systemBefore).arg(systemAfter)));
+    QVERIFY2(micAfter > 0.02, qPrintable(QString::number(micAfter)));
+}
+
+void TestAudioRecording::levelZeroRecordsSilence()
+{
+    const QString path = record("level-zero.mp4", "audio=orlune_mic", 5, [](ffmpegMux& c) {
+        c.setMikeLevel(0);
+        c.setSysLevel(0);
+    });
+    QVERIFY(!path.isEmpty());
+    const Tones t = measureTones(path);
+    QVERIFY2(t.rms < 1e-4, qPrintable(describe(t)));
+    // The track still runs the whole recording.
+    const double seconds = runTool("ffprobe", {"-v", "error", "-select_streams", "a", "-show_entries", "format=duration",
+                                               "-of", "csv=p=0", path})
+                               .toDouble();
+    QVERIFY2(seconds > 3.5, qPrintable(QString::number(seconds)));
+}
+
+void TestAudioRecording::microphoneRemovedMidRecording()
+{
+    auto mic = std::make_unique<PulseModule>(
+        "module-sine-source", QStringList{"source_name=orlune_unplugged", "frequency=440"});
+    QVERIFY(mic->loaded());
+    QList<int> popups;
+    const QString path = record("unplugged.mp4", "audio=orlune_unplugged", 8, [&popups](ffmpegMux& c) {
+        QObject::connect(&c, &ffmpegMux::AudioPopup, &c, [&popups](int devid, QString) { popups << devid; });
+    }, [&mic](ffmpegMux&) {
+        // The sound server either ends the capture stream or moves it to its
+        // fallback source; the recording goes on in both cases.
+        mic->unload();
+    });
+    QVERIFY(!path.isEmpty());
+    QVERIFY(popups.isEmpty());
+    const QStringList rows = sqliteRows(library.databasePath(),
+                                        "SELECT file_finalized FROM files WHERE file_name='unplugged.mp4';");
+    QCOMPARE(rows, QStringList({"true"}));
+    // Complete and playable: both streams, and the whole file decodes without an error.
+    const QString codecs = runTool("ffprobe", {"-v", "error", "-show_entries", "stream=codec_name", "-of", "csv=p=0", path});
+    QCOMPARE(codecs.split('\n'), QStringList({"h264", "aac"}));
+    QProcess decode;
+    decode.start("ffmpeg", {"-v", "error", "-i", path, "-f", "null", "-"});
+    QVERIFY(decode.waitForFinished(60000));
+    QCOMPARE(decode.exitCode(), 0);
+    QCOMPARE(decode.readAllStandardError().trimmed(), QByteArray());
+    // The tone was recorded while the source existed.
+    const std::vector<float> samples = decodeFileSound(path, kRate);
+    QVERIFY2(toneAmplitude(samples, kRate, kMicTone, kRate, 3 * kRate) > 0.02, "no tone before the removal");
+}
+
+QTEST_GUILESS_MAIN(TestAudioRecording)
+#include "test_audio_recording.moc"

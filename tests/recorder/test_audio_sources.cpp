@@ -1,0 +1,171 @@
+// Microphones of other shapes on the test's sound server: sources loaded for
+// the test with one, four or six channels and at 96000 Hz are captured in
+// their own format, brought to at most two channels and 48000 Hz by the
+// capture graph, and recorded by the mixer with their tone intact. A source
+// that stops, or a sink that goes away, takes its thread down quietly.
+
+#include "AudioToneSupport.h"
+#include "WorkerTestSupport.h"
+#include "ffmpegAudioCap.h"
+#include "ffmpegAudioMixEnc.h"
+#include "pulseAudioLoopback.h"
+
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QtTest>
+
+class TestAudioSources : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void capturesSourceShapes_data();
+    void capturesSourceShapes();
+    void endedInputEndsMicrophoneThread();
+    void removedSinkEndsSystemSoundThread();
+
+private:
+    QTemporaryDir dir;
+    QString toneWav;
+};
+
+void TestAudioSources::initTestCase()
+{
+    if (!haveSoundServer())
+        QSKIP("needs the private sound server");
+    toneWav = dir.path() + "/tone.wav";
+    QVERIFY(writeToneWav(toneWav, 1000, 30));
+}
+
+void TestAudioSources::capturesSourceShapes_data()
+{
+    QTest::addColumn<QString>("module");
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QString>("source");
+    QTest::addColumn<bool>("playTone"); // a sink's monitor carries the tone played into the sink
+    QTest::addColumn<double>("frequency");
+    QTest::addColumn<QByteArray>("extraFilters");
+    QTest::addColumn<int>("sinkNumber");
+    QTest::addColumn<int>("channels");
+    QTest::addColumn<int>("rate");
+
+    QTest::newRow("mono sine") << "module-sine-source" << QStringList{"source_name=t_mono", "frequency=440"} << "t_mono"
+                               << false << 440.0 << QByteArray() << 3 << 1 << 44100;
+    QTest::newRow("four channels") << "module-null-sink" << QStringList{"sink_name=t_quad", "channels=4", "rate=44100"}
+                                   << "t_quad.monitor" << true << 1000.0 << QByteArray("channelmap") << 4 << 2
+                                   << 44100;
+    QTest::newRow("six channels") << "module-null-sink" << QStringList{"sink_name=t_six", "channels=6", "rate=48000"}
+                                  << "t_six.monitor" << true << 1000.0 << QByteArray("channelmap") << 4 << 2 << 48000;
+    QTest::newRow("96000 Hz") << "module-sine-source" << QStringList{"source_name=t_hires", "frequency=440", "rate=96000"}
+                              << "t_hires" << false << 440.0 << QByteArray("aresample") << 4 << 1 << 48000;
+    QTest::newRow("six channels at 96000 Hz")
+        << "module-null-sink" << QStringList{"sink_name=t_big", "channels=6", "rate=96000"} << "t_big.monitor" << true
+        << 1000.0 << QByteArray("channelmap aresample") << 5 << 2 << 48000;
+}
+
+void TestAudioSources::capturesSourceShapes()
+{
+    QFETCH(QString, module);
+    QFETCH(QStringList, arguments);
+    QFETCH(QString, source);
+    QFETCH(bool, playTone);
+    QFETCH(double, frequency);
+    QFETCH(QByteArray, extraFilters);
+    QFETCH(int, sinkNumber);
+    QFETCH(int, channels);
+    QFETCH(int, rate);
+
+    PulseModule loaded(module, arguments);
+    QVERIFY(loaded.loaded());
+    std::unique_ptr<TonePlayer> player;
+    if (playTone)
+        player = std::make_unique<TonePlayer>(toneWav, source.chopped(QString(".monitor").size()));
+
+    ffmpegAudioCap mic;
+    QSignalSpy popups(&mic, &ffmpegAudioCap::audioPopup);
+    QCOMPARE(mic.open_input_device(("audio=" + source).toUtf8().constData()), 1);
+    QCOMPARE(popups.size(), 0);
+
+    // The graph's optional pieces sit between "afifo" and "asetnsamples", in this order.
+    int position = 2;
+    for (const QByteArray& filter : extraFilters.split(' ')) {
+        if (filter.isEmpty())
+            continue;
+        const QByteArray filterName = "Parsed_" + filter + "_" + QByteArray::number(position++);
+        QVERIFY2(avfilter_graph_get_filter(mic.filterGraph.get(), filterName.constData()), filterName.constData());
+    }
+    QCOMPARE(QByteArray(mic.sinkContext->name), "Parsed_abuffersink_" + QByteArray::number(sinkNumber));
+    AudioParams in[1];
+    QCOMPARE(mic.fillAudioParams(in[0]), 1);
+    QCOMPARE(in[0].channels, channels);
+    QCOMPARE(in[0].sampleRate, rate);
+
+    // Recorded through the mixer, the tone comes out at its own frequency.
+    ffmpegAudioMixEnc mix;
+    AudioParams out = recordingAudioOut();
+    OutputFormatContextPtr output = streamOnlyOutput();
+    QCOMPARE(mix.addToOutput(output.get(), 1, out), 1);
+    QCOMPARE(mix.init_audio_filters(in, 1, out), 0);
+    PacketSink sink(&mix);
+    connect(&mic, &ffmpegAudioCap::passAudioToMixEnc, &mix, &ffmpegAudioMixEnc::passAudioToMixEnc);
+    mix.start();
+    mic.start();
+    // Blocks leave once the tone has reached the source (a player takes a moment to start).
+    QTRY_VERIFY_WITH_TIMEOUT(mic.ready && mic.meanLevel > 0.01, 5000);
+    mic.go = true;
+    QTRY_VERIFY_WITH_TIMEOUT(sink.packets.size() >= 70, 6000);
+    QVERIFY(stopSource(&mic));
+    QVERIFY(stopEncoder(&mix));
+    QTest::qWait(50);
+
+    const std::vector<float> left = decodePackets(output->streams[0]->codecpar, sink.packets).left;
+    QVERIFY(left.size() > 44100);
+    // Over the whole stretch at once, so that a gap or a wavering pitch
+    // would weaken it: the sources play at 0.35 (sine source) and 0.5.
+    const double tone = toneAmplitude(left, 44100, frequency, 22050);
+    const double off = toneAmplitude(left, 44100, frequency * 1.37, 22050);
+    QVERIFY2(tone > 0.3 && tone > 100 * off, qPrintable(QString("%1 vs %2").arg(tone).arg(off)));
+    mic.freeUnused();
+    mix.freeUnused();
+}
+
+void TestAudioSources::endedInputEndsMicrophoneThread()
+{
+    // A source that stops delivering (here: a tone of one second) ends the
+    // thread quietly; the session's watchdog notices the missing sound.
+    ffmpegAudioCap mic;
+    QSignalSpy popups(&mic, &ffmpegAudioCap::audioPopup);
+    QCOMPARE(mic.open_input_device("lavfi:sine=frequency=440:duration=1"), 1);
+    mic.start();
+    QTRY_VERIFY_WITH_TIMEOUT(mic.ready, 3000);
+    QVERIFY(mic.wait(4000));
+    QCOMPARE(mic.started, 0);
+    QCOMPARE(popups.size(), 0);
+}
+
+void TestAudioSources::removedSinkEndsSystemSoundThread()
+{
+    // System sound follows the default sink of the moment it opens; when that
+    // sink goes away the thread ends quietly instead of recording whatever
+    // the server would move its stream to.
+    auto speakers = std::make_unique<PulseModule>("module-null-sink", QStringList{"sink_name=t_headset"});
+    QVERIFY(speakers->loaded());
+    QCOMPARE(QProcess::execute("pactl", {"set-default-sink", "t_headset"}), 0);
+    pulseAudioLoopback system;
+    QSignalSpy popups(&system, &pulseAudioLoopback::audioPopup);
+    system.start();
+    AudioParams params;
+    QCOMPARE(system.fillAudioParams(params), 1);
+    QTRY_VERIFY_WITH_TIMEOUT(system.ready, 3000);
+    speakers->unload();
+    QProcess::execute("pactl", {"set-default-sink", "orlune_speakers"});
+    QVERIFY(system.wait(3000));
+    QCOMPARE(system.started, 0);
+    QCOMPARE(popups.size(), 0);
+    // stopCapture after the end returns at once.
+    QCOMPARE(system.stopCapture(), 0);
+}
+
+QTEST_GUILESS_MAIN(TestAudioSources)
+#include "test_audio_sources.moc"
