@@ -1,12 +1,19 @@
 #include "AppController.h"
 
+#include "ApiCalls.h"
+#include "DeviceLists.h"
 #include "FvUpdater.h"
 #include "Logging.h"
 #include "MachineProfile.h"
 #include "MediaDatabase.h"
+#include "MicDeviceWatcher.h"
+#include "PlaybackDeviceWatcher.h"
+#include "QHotkey.h"
 #include "SettingsManager.h"
 #include "UploadQueue.h"
+#include "ffAudioMonitor.h"
 #include "ffmpegMux.h"
+#include "ffmpegVCodecTest.h"
 
 extern "C" {
 #include <libavdevice/avdevice.h>
@@ -18,8 +25,8 @@ extern "C" {
 #include <QDebug>
 #include <QFile>
 #include <QGuiApplication>
-#include <QCameraDevice>
 #include <QMediaDevices>
+#include <QAuthenticator>
 #include <QNetworkAccessManager>
 #include <QNetworkInformation>
 #include <QSysInfo>
@@ -30,8 +37,6 @@ extern "C" {
 #include <thread>
 
 namespace {
-// Below this much available physical memory the webcam is muted.
-constexpr quint64 kLowRamBytes = 157286400; // 150 MiB
 constexpr int kUpdateInterval = 10800000;   // 3 hours of inactivity
 constexpr int kSkinDelay = 5000;
 } // namespace
@@ -54,7 +59,7 @@ AppController::AppController(QObject* parent)
     proxyTestTimer->setSingleShot(true);
     nextLevelUpdate = QTime::currentTime();
 
-    // The start/stop and secondary hot keys join here with the hot key backend.
+    createHotkeys();
 
     connect(updateTimer, &QTimer::timeout, this, &AppController::processUpdateFile);
     updateTimer->start(kUpdateInterval);
@@ -63,9 +68,12 @@ AppController::AppController(QObject* parent)
 
     // The proxy settings' signals join here with the proxy handling.
     connect(SettingsManager::instance(), SIGNAL(autoUploadChanged(bool)), this, SLOT(toggleAutoUpload(bool)));
+    connect(SettingsManager::instance(), SIGNAL(blackHoleDriverTypeChanged(QString)), this,
+            SLOT(handleBlackHoleDriverTypeChanged(QString)));
 
     muteCameraIfLowRam("[AC]: startup -> Low RAM, webcam muted automatically");
-    // Playback devices are counted and their watcher started here with the device backend.
+    refreshPlaybackDevices();
+    startPlaybackWatcher();
 }
 
 AppController::~AppController()
@@ -80,6 +88,8 @@ AppController::~AppController()
                    SLOT(gotRemoveFileCall(QString, QString, uint)));
         disconnect(uploader, SIGNAL(showAuthMessage(QString, QString)), this,
                    SLOT(showAuthMessage(QString, QString)));
+        uploader->setHost(nullptr);
+        uploader->setNetworkManager(nullptr);
         uploader->setParent(nullptr);
         uploader->deleteLater();
         qDebug() << "wait uploader thread...";
@@ -94,6 +104,14 @@ AppController::~AppController()
     micWatcher = nullptr;
     delete playbackWatcher;
     playbackWatcher = nullptr;
+    // Threads must have ended before their objects go.
+    releaseMonitor(micMonitor, 1000, true);
+    releaseMonitor(alevelMon, 5000, true);
+    if (vcodecTest) {
+        vcodecTest->wait();
+        delete vcodecTest;
+        vcodecTest = nullptr;
+    }
     ui.reset();
     uiPtr = nullptr;
 
@@ -140,7 +158,7 @@ bool AppController::callUi(const char* member, QGenericArgument a0, QGenericArgu
 bool AppController::ramLow()
 {
     quint64 total = 0, available = 0;
-    return memoryStatus(total, available) && available < kLowRamBytes;
+    return memoryStatus(total, available) && available < lowRamBytes;
 }
 
 void AppController::muteCameraIfLowRam(const char* logLine)
@@ -186,8 +204,15 @@ void AppController::runTasks()
     uploader = UploadQueue::instance();
     uploader->setParent(this);
     uploader->init(settings(), settingsWriter());
-    // The web bridge (apiCalls) and the interface controller (ui) are created
-    // here once they exist; until then every step that uses them is skipped.
+    uploader->setHost(this);
+    uploader->setNetworkManager(serviceNetwork);
+    connect(serviceNetwork, &QNetworkAccessManager::proxyAuthenticationRequired, this,
+            [this](const QNetworkProxy& proxy, QAuthenticator* auth) { serviceProxyAuthRequired(proxy, auth); });
+    // The web bridge connects its activateUploader() and reloadUploader() here itself.
+    apiCalls = new ApiCalls(settings(), settingsWriter(), this, this, this);
+    apiCalls->setUploader(uploader);
+    // The interface controller (ui) is created here once it exists; until
+    // then every step that uses it is skipped.
     callUi("setLoginState", Q_ARG(int, 2));
     callUi("setEnableUpdateApp", Q_ARG(bool, false));
     callUi("setDwmIsCompositionEnabled", Q_ARG(bool, isDwmCompositionEnabled()));
@@ -195,8 +220,6 @@ void AppController::runTasks()
 
     QTimer::singleShot(100, this, &AppController::runSuitabilityPass);
 
-    if (apiCalls)
-        connect(apiCalls, SIGNAL(activateUploader()), this, SLOT(activateUploader()));
     uploader->isRecording = false;
     connect(uploader, SIGNAL(uploadFinished(int)), this, SLOT(uploadFinished(int)));
     connect(uploader, SIGNAL(uploadFileDone(unsigned int)), this, SLOT(uploadFileDone(uint)));
@@ -207,6 +230,7 @@ void AppController::runTasks()
     Logging::routeFfmpegLog();
     avdevice_register_all();
     avformat_network_init();
+    startCodecTest();
 
     uploader->setUserCredentials(settings()->readSettingStr("login"), settings()->readSettingStr("password"),
                                  settings()->readSettingStr("salt"));
@@ -226,7 +250,8 @@ void AppController::runTasks()
 
     QString openH264Version;
     checkForOpenH264Version(openH264Version);
-    // The microphone and camera lists are read here once device enumeration exists.
+    updateMikeList();
+    updateCameraListAndCurrentCameraIndex();
 
     connect(alevelTimer, &QTimer::timeout, this, &AppController::alevelUpdater);
     alevelTimer->setInterval(2000);
@@ -234,14 +259,16 @@ void AppController::runTasks()
     levelsTimer.setInterval(50);
     connect(&levelsTimer, &QTimer::timeout, this, &AppController::levelsPollTick);
 
-    m_lastMicCount = qMax(0, int(adevs.size()));
+    QStringList mics, micAddrs;
+    m_lastMicCount = qMax(0, DeviceLists::listInAudioDevices(mics, micAddrs));
     qDebug() << "[AC]: init m_lastMicCount=" << m_lastMicCount;
-    // The microphone watcher is created and started here with the device backend.
+    startMicWatcher();
 
-    m_lastCamCount = int(QMediaDevices::videoInputs().size());
+    QStringList cameras;
+    m_lastCamCount = DeviceLists::listInCameraDevices(cameras);
     qDebug() << "[AC]: init m_lastCamCount=" << m_lastCamCount;
-    // Camera changes reach the device handling through this object's videoInputsChanged.
     mediaDevices = new QMediaDevices(this);
+    connect(mediaDevices, &QMediaDevices::videoInputsChanged, this, &AppController::handleCamDeviceChange);
 }
 
 void AppController::logWebEngineSetup()
@@ -264,16 +291,6 @@ void AppController::runSuitabilityPass()
         if (settings()->readSettingInt("recording_quality") > Common::RECORDING_QUALITY_HD)
             settingsWriter()->writeSetting("recording_quality", int(Common::RECORDING_QUALITY_HD));
     }
-}
-
-void AppController::readFromConfig()
-{
-    keySequence = settings()->readSettingStr("startstop_hotkey");
-    qDebug() << "[AC]:" << "readFromConfig" << "hotkey:" << keySequence
-             << "nativeKey:" << settings()->readSettingInt("startstop_nativeKey")
-             << "nativeModifier:" << settings()->readSettingInt("startstop_nativeModifier");
-    emit keySequenceChanged(keySequence);
-    // The global hot key is registered and the tray built here once their backends exist.
 }
 
 // ---- timers ----------------------------------------------------------------
@@ -333,28 +350,15 @@ void AppController::soundSourceChanged(int val)
     if (micMonitor) {
         qDebug() << "restart mic monitor due device change";
         stopMicMonitor();
-        // The idle-time meter is started again here once the device monitor exists.
+        QTimer::singleShot(50, this, &AppController::startMicMonitor);
     }
 }
 
 void AppController::alevelMonStop()
 {
     // The older monitor thread is never created by this controller; only a
-    // left-over one would be stopped here.
-    if (!alevelMon)
-        return;
-    alevelMon = nullptr;
-}
-
-void AppController::stopMicMonitor()
-{
-    qDebug() << "[AC]:" << "stopMicMonitor";
-    // The idle-time meter comes with the device lists; until then none runs.
-    micMonitor = nullptr;
-    if (videoState != Common::Recording) {
-        levelsTimer.stop();
-        setLevels(0, 0);
-    }
+    // left-over one is stopped here.
+    releaseMonitor(alevelMon, 5000, false);
 }
 
 void AppController::processUpdateFile()
@@ -453,7 +457,7 @@ void AppController::uploadFileDone(uint file_id)
     callUi("updateGallery", Q_ARG(uint, file_id));
     emit playerFileUploaded(file_id);
     if (!skipPlayerOnUpload && apiCalls)
-        QMetaObject::invokeMethod(apiCalls, "invokeGetUploadUrl", Qt::DirectConnection, Q_ARG(uint, file_id));
+        apiCalls->invokeGetUploadUrl(file_id);
     skipPlayerOnUpload = false;
     userActualized = false;
     forceUpload = false;
@@ -464,11 +468,6 @@ void AppController::gotRemoveFileCall(QString ret, QString msg, uint file_id)
     qDebug() << "[AC]:" << "gotRemoveFileCall" << ret << msg << file_id;
 }
 
-void AppController::showAuthMessage(QString uri, QString title)
-{
-    qDebug() << "[AC]:" << "showAuthMessage" << uri << title;
-}
-
 void AppController::reachabilityChanged(QNetworkInformation::Reachability reachability)
 {
     qDebug() << "[AC]:" << "reachabilityChanged" << reachability;
@@ -476,10 +475,7 @@ void AppController::reachabilityChanged(QNetworkInformation::Reachability reacha
         return;
     qDebug() << "[AC]:" << "Stopping uploader queued requests";
     // Requests that wait for a retry go out now.
-    for (QTimer* retry : {&uploader->uploadTimer, &uploader->serviceTimer}) {
-        if (retry->isActive())
-            retry->start(100);
-    }
+    restartUploaderRetries();
 }
 
 void AppController::deActualizeUser()
@@ -494,10 +490,10 @@ void AppController::quit()
 {
     qDebug() << "[AC]:" << "accept close:" << acceptClose;
     QGuiApplication::setQuitOnLastWindowClosed(true);
-    for (QObject** hotkey : {&startStopHotkey, &secondaryHotkey, &escHotkey}) {
+    for (QHotkey** hotkey : {&startStopHotkey, &secondaryHotkey, &escHotkey}) {
         if (!*hotkey)
             continue;
-        QMetaObject::invokeMethod(*hotkey, "setRegistered", Qt::DirectConnection, Q_ARG(bool, false));
+        (*hotkey)->setRegistered(false);
         delete *hotkey;
         *hotkey = nullptr;
     }

@@ -1,7 +1,9 @@
 #pragma once
 
+#include "ApiCallsHost.h"
 #include "Common.h"
 #include "Permission.h"
+#include "UploadHost.h"
 
 #include <QMutex>
 #include <QNetworkInformation>
@@ -13,9 +15,13 @@
 #include <QTime>
 #include <QTimer>
 
+class ApiCalls;
 class ffmpegMux;
 class ffAudioMonitor;
 class ffmpegVCodecTest;
+class MicDeviceWatcher;
+class PlaybackDeviceWatcher;
+class QHotkey;
 class UploadQueue;
 class ISettingsReader;
 class ISettingsWriter;
@@ -33,7 +39,10 @@ class QSystemTrayIcon;
 // bridge, hot keys, device watchers) are held as plain QObject pointers and
 // reached by member name through the meta-object, so every step that involves
 // them is already in place and is skipped while they are absent.
-class AppController : public QObject
+//
+// It is also the host of the uploader and of the web bridge: their calls
+// back into the controller are its own slots of the same names.
+class AppController : public QObject, public UploadHost, public ApiCallsHost
 {
     Q_OBJECT
     Q_PROPERTY(QStringList micsModel READ getMicsModel WRITE setMicsModel NOTIFY micsModelChanged)
@@ -63,8 +72,9 @@ public:
     static qint64 availablePercent(quint64 total, quint64 available);
     // Expands a name template with strftime at the given local time.
     static QByteArray expandTemplate(const QByteArray& pathTemplate, time_t when);
-    // Physical memory below 150 MiB.
+    // Physical memory below 150 MiB (lowRamBytes).
     static bool ramLow();
+    static constexpr quint64 lowRamBytes = 157286400;
 
     // The rectangle to record, in screen coordinates, for a start without a
     // selection overlay (the command line, or a caller that chose it itself).
@@ -95,13 +105,13 @@ public:
     bool hotkeyRole = false;
     QTimer* skinTimer = nullptr;
     QTimer* updateTimer = nullptr;
-    QPointer<QObject> apiCalls;
+    QPointer<ApiCalls> apiCalls;
     QSharedPointer<QObject> ui;  // the QML-facing interface controller
     QObject* uiPtr = nullptr;
     bool acceptClose = false;
-    QObject* startStopHotkey = nullptr;
-    QObject* secondaryHotkey = nullptr;
-    QObject* escHotkey = nullptr;
+    QHotkey* startStopHotkey = nullptr;
+    QHotkey* secondaryHotkey = nullptr;
+    QHotkey* escHotkey = nullptr; // exists only while a selection is on screen
     bool userActualized = false;
     bool forceUpload = false;
     QNetworkAccessManager* serviceNetwork = nullptr;
@@ -132,8 +142,8 @@ public:
     QNetworkAccessManager* proxyTestNetwork = nullptr;
     QTimer* proxyTestTimer = nullptr;
     int m_lastMicCount = -1, m_lastCamCount = -1, m_lastPlaybackCount = -1;
-    QObject* micWatcher = nullptr;
-    QObject* playbackWatcher = nullptr;
+    MicDeviceWatcher* micWatcher = nullptr;
+    PlaybackDeviceWatcher* playbackWatcher = nullptr;
     QMediaDevices* mediaDevices = nullptr;
     Common::MsgType lastPopupType = Common::MsgInfo;
     bool webContextMenuOff = true; // false with -webdebug: the web views keep their context menus
@@ -164,6 +174,35 @@ public slots:
     void setMicsModel(QStringList mics);
     void soundSourceChanged(int val);
 
+    // Devices: the microphone, playback and camera lists, their change
+    // notifications, the idle-time microphone meter and the three switches.
+    void updateMikeList();
+    void updateAsysList();
+    void updateCameraListAndCurrentCameraIndex();
+    void refreshPlaybackDevices();
+    void handleMicDeviceChange();
+    void handleCamDeviceChange();
+    void handlePlaybackDeviceChange();
+    void handleBlackHoleDriverTypeChanged(QString driverType);
+    void startMicMonitor();
+    void stopMicMonitor();
+    void setMute(bool val);
+    void setSys(bool val);
+    void toggleMike();
+    void toggleSys();
+    void toggleCamera();
+    void setMikeLevel(int mikeLevel);
+    int getMikeLevel();
+
+    // Global hot keys: the start/stop shortcut, its store, and Esc while a selection is open.
+    void setKeySequence(QString keySequence);
+    void setNativeShortcut(QString keySequence, uint key, uint modifier = 0);
+    void resetShortcutToDefault();
+    void setEnabledEscShortKey(bool enabled = true);
+    void setEnabledAltSShortKey(bool enabled = true);
+    void keySequenceEditingStarted();
+    void keySequenceEditingFinished();
+
     void tick();
     void alevelUpdater();
     void levelsPollTick();
@@ -177,7 +216,20 @@ public slots:
     void uploadFinished(int ret);
     void uploadFileDone(uint file_id);
     void gotRemoveFileCall(QString ret, QString msg, uint file_id);
-    void showAuthMessage(QString uri, QString title);
+    void showAuthMessage(QString uri, QString title, bool clear_cookies = false);
+
+    // The account session.
+    void logIn();
+    void signUp();
+    void showUnauthWarn() override;
+    void logOut();
+    void refreshAccount();
+    void refreshOffline();
+    void setUserInfo2(QMap<QString, QString>& map, QString serviceRequestType) override;
+    void setTabIndex(int idx) override;
+    void serviceProxyAuthRequired(QNetworkProxy proxy, QAuthenticator* auth) override;
+    void updateUserState() override;
+    QString saveFileWithReformatting(QString filename, QString file_pseudoname, bool reformat = true) override;
     void deActualizeUser();
     void reachabilityChanged(QNetworkInformation::Reachability reachability);
 
@@ -196,7 +248,7 @@ public slots:
     void logUploadFinished(QString fileDesc);
     void openClickUpReportForm(QString fileDesc);
 
-    void showPopup(Common::MsgType msg, QString description);
+    void showPopup(Common::MsgType msg, QString description) override;
     void openBrowser(QString url);
     void playVideo();
 
@@ -221,6 +273,18 @@ signals:
     // waits for it before the program ends.
     void shareLinkReady(uint file_id, QString url);
 
+public:
+    // What the uploader and the web bridge ask of the controller.
+    bool isUserActualized() override;
+    void setUserActualized(bool fresh) override;
+    void setSkipPlayerOnUpload(bool skip) override;
+    void setLinkedVideoId(uint file_id) override;
+    void shareLinkArrived(uint file_id, QString url) override;
+    void closeCredentials() override;
+    void emitUpdateGallery(uint file_id) override;
+    void emitUpdateUserState(ulong user_state) override;
+    void emitUpdateGalleryGotShareURL(QString link, uint file_id) override;
+
 private:
     ISettingsReader* settings() const;
     ISettingsWriter* settingsWriter() const;
@@ -233,8 +297,19 @@ private:
     void applyLevelPollRule();
     void setLevels(int mic, int sys);
     void alevelMonStop();
-    void stopMicMonitor();
+    void createHotkeys();
+    void startPlaybackWatcher();
+    void startMicWatcher();
+    void startCodecTest();
+    void setHasPlaybackAudioDevices(bool available);
+    // True with audio permitted; otherwise asks for it through the interface.
+    bool audioPermittedOrAsk();
+    // Stops a level monitor thread and releases it: at once when it ends
+    // within `waitMs`, else when its last read returns (never, at exit).
+    void releaseMonitor(ffAudioMonitor*& monitor, unsigned long waitMs, bool atExit);
     void logWebEngineSetup();
     void runSuitabilityPass();
     void uploadLogs();
+    // Retry timers of the uploader that are waiting fire in 100 ms instead.
+    void restartUploaderRetries();
 };

@@ -3,14 +3,19 @@
 // session reports back.
 #include "AppController.h"
 
+#include "AutoCodecChoice.h"
 #include "CaptureInputs.h"
+#include "DeviceLists.h"
 #include "FvUpdater.h"
 #include "MediaDatabase.h"
+#include "QHotkey.h"
 #include "SettingsManager.h"
 #include "SqlText.h"
 #include "UploadQueue.h"
+#include "ffAudioMonitor.h"
 #include "ffmpegAudioCap.h"
 #include "ffmpegMux.h"
+#include "ffmpegVCodecTest.h"
 #include "pulseAudioLoopback.h"
 
 #include <QDebug>
@@ -65,7 +70,8 @@ void AppController::showScreenDialogs(Common::RunState runState)
     }
     callUi("hideFirstDialog");
     callUi("setSelectedRectangle", Q_ARG(int, 0), Q_ARG(int, 0), Q_ARG(int, 0), Q_ARG(int, 0), Q_ARG(int, 0));
-    // The Esc hot key is created and the start/stop hot key disabled here once hot keys exist.
+    setEnabledEscShortKey(true);
+    setEnabledAltSShortKey(false); // Alt+S must not re-enter while the selection is open
     const QList<QScreen*> screens = QGuiApplication::screens();
     for (int i = 0; i < screens.size(); ++i) {
         const QRect g = screens[i]->geometry();
@@ -182,6 +188,14 @@ void AppController::toggleRecordingSkin(bool is_select)
     qDebug() << "[AC]: exit from toggleRecording()...";
 }
 
+void AppController::startCodecTest()
+{
+    // The automatic codec choice reads this table. Opening encoders can take
+    // seconds, so the test runs beside start-up rather than before a recording.
+    vcodecTest = new ffmpegVCodecTest();
+    vcodecTest->start(QThread::LowPriority);
+}
+
 void AppController::showCountdownAndRecord()
 {
     QTimer::singleShot(kCountdownMs, this, &AppController::startStreamingSkin);
@@ -212,12 +226,21 @@ void AppController::startStreamingSkin()
     coder->uploadWhileRecording = isAutoUploadActive();
     coder->highlightMouse = settings()->readSettingBool("mouse_highlight");
 
-    // The codec comes from the settings as it stands: an empty name is the
-    // encoder's own default, and "auto" passes on as text while there is no
-    // capability table (vcodecTest) to choose from.
+    // "auto" picks from the capability table; any other text (an empty name
+    // is the encoder's own default, and "auto" while there is no table) passes on as it stands.
     QSettings store;
-    coder->vcodecName = store.value("use_vcodec", "").toString();
-    coder->vcodecHwaccel = store.value("use_vcodec_hwaccel", "false").toBool();
+    const QString useVcodec = store.value("use_vcodec", "").toString();
+    if (vcodecTest && useVcodec == QLatin1String("auto")) {
+        if (vcodecTest->isRunning())
+            qDebug() << "[AC]: codec test still running, untested codecs count as unusable";
+        const AutoCodecChoice choice = AutoCodecChoice::fromTable(*vcodecTest);
+        coder->vcodecName = choice.name;
+        coder->vcodecHwaccel = choice.hwaccel;
+        qDebug() << "[AC]: Auto-selected codec:" << choice.name << "with hwaccel:" << choice.hwaccel;
+    } else {
+        coder->vcodecName = useVcodec;
+        coder->vcodecHwaccel = store.value("use_vcodec_hwaccel", "false").toBool();
+    }
     coder->vcodecQuality = store.value("use_vcodec_quality", -1).toInt();
     coder->ddagrabInput = store.value("use_vinput_ddagrab", "false").toBool();
 
@@ -231,26 +254,33 @@ void AppController::startStreamingSkin()
     const bool muteAudio = settings()->readSettingBool("mute_audio");
     bool mute = muteAudio;
 
+    // Asked afresh, so that a device unplugged since the last list update is seen.
+    QStringList playNames, playAddrs, micNames, micAddrs;
+    DeviceLists::listOutAudioDevices(playNames, playAddrs);
+    DeviceLists::listInAudioDevices(micNames, micAddrs);
+    qDebug() << "[AC]: devices now, microphones:" << micNames.size() << "playback:" << playNames.size();
+
     const QByteArray audioOverride = CaptureInputs::audioOverride();
     if (!audioOverride.isEmpty()) {
         adev = audioOverride;
     } else {
+        // The chosen microphone by name; currentMic and audiodev stay as they are whatever is used.
         const QString want = (currentMic >= 0 && currentMic < adevs.size()) ? adevs[currentMic] : QString();
-        const int found = want.isEmpty() ? -1 : int(adevs.indexOf(want));
-        if (found >= 0 && found < adev_addrs.size()) {
-            adev += adev_addrs[found].toUtf8();
+        const int found = want.isEmpty() ? -1 : int(micNames.indexOf(want));
+        if (found >= 0) {
+            adev += micAddrs[found].toUtf8();
         } else {
             qDebug() << "[AC]: Audio device is not avaliable now";
-            if (adevs.isEmpty() || adev_addrs.isEmpty()) {
+            if (micNames.isEmpty()) {
                 qDebug() << "[AC]: No devices at all, recording silence";
                 adev = CaptureInputs::silentAudioInput();
                 mute = true;
             } else {
-                qDebug().noquote() << "[AC]: Using first avaliable capture device: " << "\"" + adev_addrs[0] + "\"";
-                adev += adev_addrs[0].toUtf8();
+                qDebug().noquote() << "[AC]: Using first avaliable capture device: " << "\"" + micAddrs[0] + "\"";
+                adev += micAddrs[0].toUtf8();
                 handleAudioPopup(-1, QString("WARNING: Audio Device \"%1\"<br/> - is not avaliable!<br/>Using \"%2\" "
                                              "instead!")
-                                         .arg(want, adevs[0]));
+                                         .arg(want, micNames[0]));
             }
         }
     }
@@ -438,27 +468,10 @@ void AppController::levelsPollTick()
             micRms = coder->acap->meanLevel;
         if (coder->asys)
             sysRms = coder->asys->meanLevel;
+    } else if (micMonitor) {
+        micRms = micMonitor->meanLevel; // the idle-time meter; no system sound outside a recording
     }
-    // Outside a recording the idle-time microphone meter supplies the level once it exists.
     setLevels(rmsToLevel(micRms), rmsToLevel(sysRms));
-}
-
-void AppController::setCurrentMic(int index)
-{
-    qDebug() << "[AC]:" << "setCurrentMic" << index;
-    if (currentMic != index) {
-        currentMic = index;
-        emit currentMicChanged();
-    }
-    soundSourceChanged(currentMic);
-}
-
-void AppController::setMicsModel(QStringList mics)
-{
-    if (adevs != mics) {
-        adevs = mics;
-        emit micsModelChanged();
-    }
 }
 
 // ---- names ------------------------------------------------------------------

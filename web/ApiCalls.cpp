@@ -1,0 +1,177 @@
+#include "ApiCalls.h"
+
+#include "ApiCallsHost.h"
+#include "ISettingsReader.h"
+#include "ISettingsWriter.h"
+#include "MachineProfile.h"
+#include "MediaDatabase.h"
+#include "UploadQueue.h"
+
+#include <QClipboard>
+#include <QCoreApplication>
+#include <QDebug>
+#include <QGuiApplication>
+#include <QSqlQuery>
+
+ApiCalls::ApiCalls(ISettingsReader* reader, ISettingsWriter* writer, ApiCallsHost* host, QObject* controller,
+                   QObject* parent)
+    : QObject(parent), settings(reader), writer(writer), host(host)
+{
+    if (controller) {
+        connect(this, SIGNAL(activateUploader()), controller, SLOT(activateUploader()));
+        connect(this, SIGNAL(reloadUploader()), controller, SLOT(reloadUploader()));
+    }
+}
+
+QString ApiCalls::invokeGetFilesPath()
+{
+    return settings->readSettingStr("files_path");
+}
+
+QString ApiCalls::invokeGetMachineId()
+{
+    return machineId();
+}
+
+QString ApiCalls::invokeGetVersion()
+{
+    return QCoreApplication::applicationVersion();
+}
+
+QString ApiCalls::invokeGetUserName()
+{
+    return settings->readSettingStr("login");
+}
+
+QString ApiCalls::invokeGetUserSalt()
+{
+    return settings->readSettingStr("salt");
+}
+
+QString ApiCalls::invokeGetUserHash()
+{
+    return settings->readSettingStr("password");
+}
+
+void ApiCalls::invokeApplyNewCredentials(QString login, QString password, QString salt)
+{
+    qDebug().noquote() << "[ApiCalls]:"
+                       << " applying credentials for user: " + login + ", password: " + password + ", salt:" + salt
+                              + ", machineId:" + machineId();
+    writer->writeSetting("login", login);
+    writer->writeSetting("password", password);
+    writer->writeSetting("salt", salt);
+    if (host)
+        host->closeCredentials();
+    emit reloadUploader();
+}
+
+void ApiCalls::invokeShowPopUp(QString str)
+{
+    if (host)
+        host->showPopup(Common::MsgStorage, str);
+}
+
+int ApiCalls::invokeSignedInState()
+{
+    if (!uploader || uploader->userHash.isEmpty() || uploader->userSalt.isEmpty() || uploader->userId.isEmpty()
+        || loginTab == 1)
+        return 0;
+    int state = 1;
+    if (settings->readSettingBool("is_authenticated_user"))
+        state += 2;
+    if (loginTab == 2)
+        state += 64;
+    return state;
+}
+
+bool ApiCalls::isVideoFile(uint file_id)
+{
+    QSqlQuery query(connectionForCurrentThread());
+    if (!query.exec(QStringLiteral("SELECT `file_name`,`file_preview` FROM `files` WHERE `file_id`='%1'").arg(file_id))
+        || !query.next())
+        return false;
+    return query.value(0).toString() != query.value(1).toString();
+}
+
+void ApiCalls::invokeShareClicked(uint file_id)
+{
+    qDebug() << "[ApiCalls]:" << "share clicked, adding to queue..." << file_id;
+    QSqlQuery query(connectionForCurrentThread());
+    query.exec(QStringLiteral("UPDATE `files` SET `file_toupload`='true' WHERE `file_id`='%1';").arg(file_id));
+    if (host)
+        host->setSkipPlayerOnUpload(false);
+    emit activateUploader();
+    updateItem(file_id);
+}
+
+void ApiCalls::invokeGetUploadUrl(uint file_id)
+{
+    qDebug() << "[ApiCalls]:" << "invokeGetUploadUrl..." << file_id;
+    if (!settings->readSettingBool("is_authenticated_user")) {
+        if (host)
+            host->showUnauthWarn();
+        return;
+    }
+    QSqlQuery query(connectionForCurrentThread());
+    const bool uploaded =
+        query.exec(QStringLiteral("SELECT `file_uploaded` FROM `files` WHERE `file_id`='%1'").arg(file_id))
+        && query.next() && query.value(0).toString() == QLatin1String("true");
+    if (!uploaded) {
+        invokeShareClicked(file_id);
+        return;
+    }
+    if (!uploader) {
+        share_file_id = 0;
+        return;
+    }
+    share_file_id = file_id;
+    qDebug() << "[ApiCalls]:" << "get upload link...";
+    connect(uploader, &UploadQueue::gotShareLinkCall, this, &ApiCalls::gotShareLink, Qt::UniqueConnection);
+    uploader->serviceGetShareLink(file_id);
+}
+
+void ApiCalls::gotShareLink(QString link, uint file_id)
+{
+    if (uploader)
+        disconnect(uploader, &UploadQueue::gotShareLinkCall, this, &ApiCalls::gotShareLink);
+    qDebug() << "[ApiCalls]:" << "gotShareLink" << link << file_id;
+    if (QClipboard* clipboard = QGuiApplication::clipboard())
+        clipboard->setText(link);
+
+    QSqlQuery query(connectionForCurrentThread());
+    query.exec(QStringLiteral("SELECT `file_pseudoname`, `file_name` FROM `files` WHERE `file_id`='%1'").arg(file_id));
+    const QString text = QStringLiteral("Your private sharing link is ready.<br/><b>Press Ctrl + V to paste it.</b>");
+    if (host) {
+        if (isVideoFile(file_id)) {
+            host->setLinkedVideoId(file_id);
+            host->showPopup(Common::MsgExtVideoLink, text);
+        } else {
+            host->showPopup(Common::MsgExtLink, text);
+        }
+    }
+    share_file_id = 0;
+    if (host) {
+        host->emitUpdateGalleryGotShareURL(link, file_id);
+        host->shareLinkArrived(file_id, link);
+    }
+}
+
+void ApiCalls::updateItem(uint file_id)
+{
+    qDebug() << "[ApiCalls]:" << "updateGallery for " << file_id;
+    if (host)
+        host->emitUpdateGallery(file_id);
+}
+
+void ApiCalls::updateUserState()
+{
+    if (host)
+        host->emitUpdateUserState(ulong(invokeSignedInState()));
+}
+
+void ApiCalls::setTabIndex(int idx)
+{
+    loginTab = idx;
+    updateUserState();
+}

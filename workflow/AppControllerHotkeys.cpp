@@ -1,0 +1,122 @@
+// AppController's global hot keys: the start/stop shortcut, how it is
+// changed in the settings dialog and kept in the store, and Esc, which is a
+// global key only while a selection is on screen.
+#include "AppController.h"
+
+#include "QHotkey.h"
+#include "SettingsManager.h"
+
+#include <QDebug>
+
+namespace {
+const char* const kDefaultShortcut = "Alt+S";
+} // namespace
+
+void AppController::createHotkeys()
+{
+    // No shortcut is ever set on the secondary hot key; it keeps its place
+    // beside the start/stop key for the "start/pause" role.
+    startStopHotkey = new QHotkey();
+    secondaryHotkey = new QHotkey();
+    connect(startStopHotkey, &QHotkey::activated, this, &AppController::captureScreenSkins);
+    connect(secondaryHotkey, &QHotkey::activated, this, &AppController::captureScreenSkins);
+}
+
+void AppController::readFromConfig()
+{
+    const uint modifier = uint(settings()->readSettingInt("startstop_nativeModifier"));
+    const uint key = uint(settings()->readSettingInt("startstop_nativeKey"));
+    const QString text = settings()->readSettingStr("startstop_hotkey");
+    qDebug() << "[AC]:" << "readFromConfig";
+    setNativeShortcut(text, key, modifier);
+    // The tray is built here with the tray handling.
+}
+
+void AppController::setKeySequence(QString text)
+{
+    qDebug() << "[AC]:" << "setKeySequence" << text;
+    if (text == keySequence)
+        return;
+    keySequence = text;
+    const QKeySequence seq(text);
+    if (seq == QKeySequence())
+        qDebug() << "[AC]:" << "new sequence: is unknown!";
+    // The old shortcut is let go even when the new one can't be mapped or grabbed.
+    startStopHotkey->setShortcut(seq, true);
+    const QHotkey::NativeShortcut native = startStopHotkey->currentNativeShortcut();
+    settingsWriter()->writeSetting("startstop_hotkey", text);
+    settingsWriter()->writeSetting("startstop_nativeKey", native.key);
+    settingsWriter()->writeSetting("startstop_nativeModifier", native.modifier);
+    emit keySequenceChanged(text);
+}
+
+void AppController::setNativeShortcut(QString text, uint key, uint modifier)
+{
+    qDebug() << "[AC]:" << "setNativeShortcut" << "keySequence:" << text << "nativeKey:" << key
+             << "nativeModifier:" << modifier;
+    if (key == 0 && modifier == 0) {
+        // First start, or a store without the native form.
+        setKeySequence(text);
+        return;
+    }
+    if (!startStopHotkey->setNativeShortcut(QHotkey::NativeShortcut(key, modifier), true)) {
+        qDebug() << "[AC]:" << "Failed to register hotkey.";
+        return;
+    }
+    keySequence = text;
+    settingsWriter()->writeSetting("startstop_nativeKey", key);
+    settingsWriter()->writeSetting("startstop_nativeModifier", modifier);
+    qDebug() << "[AC]:" << "Hotkey successfully restored:" << text;
+    emit keySequenceChanged(text);
+}
+
+void AppController::resetShortcutToDefault()
+{
+    setKeySequence(kDefaultShortcut);
+}
+
+void AppController::setEnabledEscShortKey(bool enabled)
+{
+    qDebug() << "[AC]:" << "setEnabledEscShortKey" << enabled;
+    if (!enabled) {
+        if (escHotkey) {
+            escHotkey->setRegistered(false);
+            // Later: this is usually reached from the key's own activated().
+            escHotkey->deleteLater();
+            escHotkey = nullptr;
+        }
+        return;
+    }
+    if (escHotkey)
+        return;
+    escHotkey = new QHotkey(QKeySequence(QKeySequence::Cancel), true);
+    if (uiPtr) {
+        connect(escHotkey, SIGNAL(activated()), uiPtr, SIGNAL(hideScreenDialogSignal()));
+    } else {
+        // Without the interface nobody else closes the selection: Esc undoes
+        // what opening it did, so Alt+S works again.
+        connect(escHotkey, &QHotkey::activated, this, [this] {
+            setEnabledEscShortKey(false);
+            setEnabledAltSShortKey(true);
+        });
+    }
+}
+
+void AppController::setEnabledAltSShortKey(bool enabled)
+{
+    // Works on the current start/stop shortcut, whatever it is.
+    qDebug() << "[AC]:" << "setEnabledAltSShortKey" << enabled;
+    startStopHotkey->setRegistered(enabled);
+}
+
+void AppController::keySequenceEditingStarted()
+{
+    qDebug() << "[AC]:" << "keySequenceEditingStarted";
+    editingActive = true;
+}
+
+void AppController::keySequenceEditingFinished()
+{
+    qDebug() << "[AC]:" << "keySequenceEditingFinished";
+    editingActive = false;
+}
