@@ -14,6 +14,9 @@ class MediaFacts:
     codec: str = None
     profile: str = None
     audio_codec: str = None
+    audio_packets: int = None
+    video_duration: float = None  # seconds, of each stream
+    audio_duration: float = None
     error: str = None
 
     @property
@@ -21,6 +24,20 @@ class MediaFacts:
         if not self.video_packets or not self.duration:
             return None
         return self.video_packets / self.duration
+
+    @property
+    def drift(self):
+        """Audio track minus video track, in seconds."""
+        if self.audio_duration is None or self.video_duration is None:
+            return None
+        return self.audio_duration - self.video_duration
+
+
+def _seconds(text):
+    try:
+        return float(text)
+    except (TypeError, ValueError):
+        return None
 
 
 def probe(path):
@@ -30,7 +47,7 @@ def probe(path):
         return facts
     run = subprocess.run(
         ["ffprobe", "-v", "error", "-count_packets", "-show_entries",
-         "stream=codec_type,codec_name,profile,width,height,nb_read_packets:format=duration", "-of", "json", path],
+         "stream=codec_type,codec_name,profile,width,height,nb_read_packets,duration:format=duration", "-of", "json", path],
         capture_output=True, text=True)
     if run.returncode != 0:
         facts.error = run.stderr.strip() or f"ffprobe exit {run.returncode}"
@@ -41,8 +58,11 @@ def probe(path):
             facts.video_packets = int(stream.get("nb_read_packets", 0))
             facts.width, facts.height = stream.get("width"), stream.get("height")
             facts.codec, facts.profile = stream.get("codec_name"), stream.get("profile")
+            facts.video_duration = _seconds(stream.get("duration"))
         elif stream.get("codec_type") == "audio" and facts.audio_codec is None:
             facts.audio_codec = stream.get("codec_name")
+            facts.audio_packets = int(stream.get("nb_read_packets", 0))
+            facts.audio_duration = _seconds(stream.get("duration"))
     try:
         facts.duration = float(data["format"]["duration"])
     except (KeyError, ValueError):

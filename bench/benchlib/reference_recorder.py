@@ -77,14 +77,25 @@ def x264_arguments(width, height, quality=-1, quality_class=SD):
     ]
 
 
-def command(display, x, y, width, height, seconds, output, quality_class=SD):
+def sound_inputs(microphone=None, monitor=None):
+    """The audio inputs and mapping: silence, or a microphone and the system sound
+    (a sink's monitor) mixed as the program mixes them."""
+    if not microphone:
+        return ["-f", "lavfi", "-i", "anullsrc=r=44100:cl=stereo"], ["-map", "0:v", "-map", "1:a"]
+    inputs = ["-f", "pulse", "-i", microphone, "-f", "pulse", "-i", monitor]
+    mix = ["-filter_complex", "[1:a][2:a]amix=inputs=2:duration=longest:dropout_transition=0,"
+                              "aresample=async=2000[a]", "-map", "0:v", "-map", "[a]"]
+    return inputs, mix
+
+
+def command(display, x, y, width, height, seconds, output, quality_class=SD, microphone=None, monitor=None):
     out_w, out_h = limit_video_size(width, height, quality_class.max_width, quality_class.max_height)
+    inputs, mapping = sound_inputs(microphone, monitor)
     return [
         "ffmpeg", "-hide_banner", "-nostdin", "-loglevel", "error", "-y",
         "-f", "x11grab", "-framerate", str(CAPTURE_FPS), "-draw_mouse", "1", "-show_region", "0",
         "-video_size", f"{width}x{height}", "-i", f"{display}+{x},{y}",
-        "-f", "lavfi", "-i", "anullsrc=r=44100:cl=stereo",
-        "-map", "0:v", "-map", "1:a", "-t", str(seconds),
+        *inputs, *mapping, "-t", str(seconds),
         # Every captured frame is encoded once, with its capture time, as in the program.
         "-fps_mode", "passthrough", "-enc_time_base", "1/12800",
         "-vf", f"setpts=PTS-STARTPTS,scale=width={out_w}:height={out_h},format=yuv420p",

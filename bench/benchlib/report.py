@@ -6,6 +6,8 @@ TARGET_FPS = 24.5
 TARGET_CPU_RATIO = 1.15
 TARGET_PEAK_RSS_MB = 250
 TARGET_STOP_TO_DONE = 1.5
+TARGET_DRIFT = 0.040
+AAC_FRAME = 1024 / 44100.0  # seconds of sound in one AAC frame at the recording's rate
 
 
 @dataclass
@@ -63,6 +65,25 @@ def build_rows(orl, ref):
             judge(orl.get("stop_to_done"), lambda v: v < TARGET_STOP_TO_DONE)),
     ]
     return rows
+
+
+def sound_rows(orl, ref):
+    """Audio figures of a recording with sound: AAC frames, the frames missing against the
+    picture's length, and the drift of the audio track against the video track."""
+    def missing(f):
+        if f.get("audio_packets") is None or f.get("video_duration") is None:
+            return None
+        return max(0, round(f["video_duration"] / AAC_FRAME) - f["audio_packets"])
+
+    drift = orl.get("drift")
+    lost = missing(orl)
+    return [
+        Row("AAC frames in file", fmt(orl.get("audio_packets")), fmt(ref.get("audio_packets"))),
+        Row("Audio frames missing against the picture", fmt(lost), fmt(missing(ref)), "0",
+            judge(lost, lambda v: v <= 1)),
+        Row("Drift audio - video track (ms)", fmt(drift and drift * 1000, 1), fmt(ref.get("drift") and ref["drift"] * 1000, 1),
+            f"|d| < {TARGET_DRIFT * 1000:.0f}", judge(drift, lambda v: abs(v) < TARGET_DRIFT)),
+    ]
 
 
 def render(rows):
