@@ -109,6 +109,7 @@ private slots:
     void interruptStopsAndFinalizes();
     void killedRecordingKeepsCompleteFragments();
     void fullDiskEndsWithConsistentRows();
+    void noSoundServerRecordsSilence();
 
 private:
     // The files row of the recording is finalized, and its segments cover the file without gaps.
@@ -357,6 +358,25 @@ void TestCommandLineRecording::fullDiskEndsWithConsistentRows()
     // The program is fine afterwards.
     const OrluneRun next = runOrlune({"-record", "0,0,640,480", "-duration", "2", "-exit-when-done"}, 60000);
     QVERIFY2(next.finished && next.exitCode == 0, qPrintable(next.err));
+}
+
+// Without a reachable sound server there is no microphone and no system
+// sound: the recording is made all the same, its AAC track silent.
+void TestCommandLineRecording::noSoundServerRecordsSilence()
+{
+    QTest::qWait(1100);
+    QProcessEnvironment env = orluneEnvironment();
+    env.insert(QStringLiteral("PULSE_SERVER"), QStringLiteral("unix:") + QDir::homePath() + QStringLiteral("/no-such-socket"));
+    const OrluneRun run = runOrlune({"-record", "0,0,640,480", "-duration", "3", "-exit-when-done"}, 90000, env);
+    QVERIFY2(run.finished && run.exitCode == 0, qPrintable(run.err));
+    const QString path = printedFile(run.out);
+    QVERIFY2(!path.isEmpty(), qPrintable(run.out));
+    const QJsonObject probed = probe(path);
+    QCOMPARE(streamOf(probed, QStringLiteral("video")).value(QStringLiteral("codec_name")).toString(), QStringLiteral("h264"));
+    const QJsonObject audio = streamOf(probed, QStringLiteral("audio"));
+    QCOMPARE(audio.value(QStringLiteral("codec_name")).toString(), QStringLiteral("aac"));
+    QVERIFY2(audio.value(QStringLiteral("duration")).toString().toDouble() > 2.0, qPrintable(path));
+    checkDatabaseRows(path);
 }
 
 QTEST_GUILESS_MAIN(TestCommandLineRecording)
