@@ -1,5 +1,6 @@
 // The settings manager against a fresh store: what the first start writes,
 // which signals a write raises, and the keys with special rules.
+#include "SettingsKeys.h"
 #include "SettingsManager.h"
 
 #include <QDir>
@@ -12,17 +13,6 @@
 
 namespace {
 
-// Every key the first start must leave in the store, in the order of the table.
-const QStringList tableKeys = {
-    "login", "password", "salt", "is_authenticated_user", "settings_path", "files_path",
-    "isVideoQualityNeverSet", "FVNewVersionPolicy", "startstop_hotkey", "startstop_nativeKey",
-    "startstop_nativeModifier", "proxy_server", "proxy_type", "proxy_host", "proxy_port", "proxy_login",
-    "proxy_pwd", "proxy_verification_status", "auto_upload", "instant_share_disabled_manually",
-    "mouse_highlight_disabled_manually", "mouse_highlight", "mute_audio", "mute_camera", "audiodev",
-    "cameradev", "disable_sys", "save_path", "audio_level", "interp_time", "system_sounds", "is_first_start",
-    "recording_4k_fails", "bubble_pos", "bubble_horizontal", "bubble_pin", "bubble_side", "bubble_ishstuck",
-    "bubble_isvstuck", "camera_size_percentage", "camera_fullframe", "camera_relative_pos_x",
-    "camera_relative_pos_y", "camera_corner_x", "camera_corner_y", "recording_quality"};
 
 QString confPath()
 {
@@ -55,7 +45,7 @@ private slots:
 
         QSettings file(confPath(), QSettings::IniFormat);
         QStringList stored = file.allKeys();
-        QStringList expected = tableKeys;
+        QStringList expected = firstStartSettingsKeys();
         stored.sort();
         expected.sort();
         QCOMPARE(stored, expected);

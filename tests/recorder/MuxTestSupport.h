@@ -4,6 +4,7 @@
 // log, and the outside tools (sqlite3, ffprobe) that check what it wrote.
 
 #include "MediaDatabase.h"
+#include "TestTools.h"
 #include "ffmpegMux.h"
 
 #include <QObject>
@@ -47,19 +48,8 @@ struct TestLibrary {
     QString databasePath() const { return dir.path() + "/orlune.sqlite"; }
 };
 
-// Runs a tool and returns its standard output, trimmed; empty on failure.
-inline QString runTool(const QString& program, const QStringList& args)
-{
-    QProcess process;
-    process.start(program, args);
-    if (!process.waitForFinished(30000) || process.exitStatus() != QProcess::NormalExit || process.exitCode() != 0)
-        return QString();
-    return QString::fromUtf8(process.readAllStandardOutput()).trimmed();
-}
-
 // Rows of a query by the sqlite3 tool, one string per row, columns split by '|'.
 inline QStringList sqliteRows(const QString& databasePath, const QString& query)
 {
-    const QString out = runTool("sqlite3", {"-batch", databasePath, query});
-    return out.isEmpty() ? QStringList() : out.split('\n');
+    return sqliteRowsOf(databasePath, query);
 }

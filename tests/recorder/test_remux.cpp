@@ -1,6 +1,7 @@
 // Saving a copy of a fragmented recording as an ordinary MP4, checked with
 // ffprobe and by walking the output's top-level boxes.
 
+#include "TestTools.h"
 #include "remuxFile.h"
 
 #include <QJsonArray>
@@ -12,7 +13,7 @@
 
 namespace {
 
-bool runTool(const QString& program, const QStringList& args, QByteArray* out = nullptr)
+bool runToolInto(const QString& program, const QStringList& args, QByteArray* out = nullptr)
 {
     QProcess p;
     p.start(program, args);
@@ -36,13 +37,13 @@ bool makeRecording(const QString& path, const QStringList& extra = {}, const QSt
     args << videoOptions << "-c:a"
          << "aac" << extra << "-movflags"
          << "frag_keyframe+empty_moov" << path;
-    return runTool("ffmpeg", args);
+    return runToolInto("ffmpeg", args);
 }
 
 QJsonObject probe(const QString& path)
 {
     QByteArray out;
-    if (!runTool("ffprobe",
+    if (!runToolInto("ffprobe",
                  {"-v", "error", "-count_packets", "-show_streams", "-show_format", "-of", "json", path},
                  &out))
         return {};
@@ -55,33 +56,6 @@ QStringList streamTypes(const QJsonObject& info)
     for (const QJsonValue& s : info["streams"].toArray())
         types << s["codec_type"].toString();
     return types;
-}
-
-// Names of the top-level boxes in file order.
-QStringList topLevelBoxes(const QString& path)
-{
-    QFile f(path);
-    QStringList names;
-    if (!f.open(QIODevice::ReadOnly))
-        return names;
-    const QByteArray d = f.readAll();
-    qint64 pos = 0;
-    while (pos + 8 <= d.size()) {
-        quint64 size = (quint64(quint8(d[int(pos)])) << 24) | (quint8(d[int(pos + 1)]) << 16) |
-                       (quint8(d[int(pos + 2)]) << 8) | quint8(d[int(pos + 3)]);
-        names << QString::fromLatin1(d.mid(int(pos + 4), 4));
-        if (size == 1 && pos + 16 <= d.size()) {
-            size = 0;
-            for (int i = 0; i < 8; ++i)
-                size = (size << 8) | quint8(d[int(pos + 8 + i)]);
-        } else if (size == 0) {
-            break;
-        }
-        if (size < 8)
-            break;
-        pos += qint64(size);
-    }
-    return names;
 }
 
 struct ProgressLog
@@ -144,7 +118,7 @@ private slots:
         }
         QVERIFY(qAbs(copy["format"]["duration"].toString().toDouble() - 3.0) < 0.2);
         // The whole file is decodable.
-        QVERIFY(runTool("ffmpeg", {"-v", "error", "-i", out, "-f", "null", "-"}));
+        QVERIFY(runToolInto("ffmpeg", {"-v", "error", "-i", out, "-f", "null", "-"}));
         // A file under a mebibyte gets one step.
         QCOMPARE(log.steps, QList<int>{1});
     }
@@ -224,7 +198,7 @@ private slots:
         // The input demuxer also reads QuickTime files, which may carry PCM
         // sound that an MP4 cannot: the header is refused, the run fails.
         const QString mov = dir.filePath("pcm.mov");
-        QVERIFY(runTool("ffmpeg", {"-v", "error", "-y", "-f", "lavfi", "-i", "testsrc2=s=160x120:d=1", "-f",
+        QVERIFY(runToolInto("ffmpeg", {"-v", "error", "-y", "-f", "lavfi", "-i", "testsrc2=s=160x120:d=1", "-f",
                                    "lavfi", "-i", "sine=d=1", "-c:v", "libx264", "-c:a", "pcm_s16le", mov}));
         const QString out = dir.filePath("pcm-copy.mp4");
         QCOMPARE(remux(mov, out), 1);

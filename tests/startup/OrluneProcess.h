@@ -4,6 +4,8 @@
 // environment, its console output and exit status, and what it leaves in the
 // isolated home (log files, the settings store, the database).
 
+#include "TestTools.h"
+
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
@@ -118,24 +120,7 @@ inline QString newLogSince(const QStringList& before)
     return QString();
 }
 
-// Polls until the condition holds or the time is up.
-template <typename F>
-bool waitUntil(F condition, int timeoutMs)
-{
-    QElapsedTimer t;
-    t.start();
-    while (!condition()) {
-        if (t.elapsed() > timeoutMs)
-            return false;
-        QTest::qWait(100);
-    }
-    return true;
-}
-
 inline QString sqlite3(const QString& database, const QString& statement)
 {
-    QProcess p;
-    p.start(QStringLiteral("sqlite3"), {QStringLiteral("-batch"), database, statement});
-    p.waitForFinished(10000);
-    return QString::fromUtf8(p.readAllStandardOutput()).trimmed();
+    return runTool(QStringLiteral("sqlite3"), {QStringLiteral("-batch"), database, statement});
 }

@@ -2,6 +2,7 @@
 // TERM, and a start after it. Checked from outside with QSettings on the
 // store file, the log file and the sqlite3 tool.
 #include "OrluneProcess.h"
+#include "SettingsKeys.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -15,18 +16,6 @@
 #include <csignal>
 
 namespace {
-const QString kSettingsKeys[] = {
-    "login", "password", "salt", "is_authenticated_user", "settings_path", "files_path",
-    "isVideoQualityNeverSet", "FVNewVersionPolicy", "startstop_hotkey", "startstop_nativeKey",
-    "startstop_nativeModifier", "proxy_server", "proxy_type", "proxy_host", "proxy_port", "proxy_login",
-    "proxy_pwd", "proxy_verification_status", "auto_upload", "instant_share_disabled_manually",
-    "mouse_highlight_disabled_manually", "mouse_highlight", "mute_audio", "mute_camera", "audiodev",
-    "cameradev", "disable_sys", "save_path", "audio_level", "interp_time", "system_sounds", "is_first_start",
-    "recording_4k_fails", "bubble_pos", "bubble_horizontal", "bubble_pin", "bubble_side", "bubble_ishstuck",
-    "bubble_isvstuck", "camera_size_percentage", "camera_fullframe", "camera_relative_pos_x",
-    "camera_relative_pos_y", "camera_corner_x", "camera_corner_y", "recording_quality",
-    // blackhole_driver_type has no default and is never read at start.
-};
 
 class Orlune
 {
@@ -86,7 +75,7 @@ private slots:
         // The store holds every key of the settings table.
         QSettings store(orluneConfigFile(), QSettings::NativeFormat);
         QCOMPARE(store.status(), QSettings::NoError);
-        for (const QString& key : kSettingsKeys)
+        for (const QString& key : firstStartSettingsKeys())
             QVERIFY2(store.contains(key), qPrintable(QStringLiteral("missing key ") + key));
         QCOMPARE(store.value(QStringLiteral("settings_path")).toString(), orluneDataFolder());
 
