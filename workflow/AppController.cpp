@@ -259,8 +259,8 @@ void AppController::runTasks()
     levelsTimer.setInterval(50);
     connect(&levelsTimer, &QTimer::timeout, this, &AppController::levelsPollTick);
 
-    QStringList mics, micAddrs;
-    m_lastMicCount = qMax(0, DeviceLists::listInAudioDevices(mics, micAddrs));
+    // updateMikeList has just asked the sound server; its list gives the count.
+    m_lastMicCount = int(adevs.size());
     qDebug() << "[AC]: init m_lastMicCount=" << m_lastMicCount;
     startMicWatcher();
 

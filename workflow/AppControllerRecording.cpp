@@ -448,15 +448,8 @@ void AppController::setLevels(int mic, int sys)
 
 int AppController::rmsToLevel(double rms)
 {
-    if (rms <= 0.000001)
-        return 0;
-    const double d = 20.0 * std::log10(rms);
-    if (d < -60.0)
-        return 0;
-    if (d > 0.9999999)
-        return 100;
-    const double level = (d + 60.0) / 60.0 * 100.0;
-    return int(std::clamp(level, 0.0, 100.0));
+    // The same percent rule as the level monitor's.
+    return ffAudioMonitor::levelPercent(rms);
 }
 
 void AppController::levelsPollTick()
