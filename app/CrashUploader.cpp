@@ -14,10 +14,13 @@ CrashUploader::CrashUploader(const QUrl& endpoint)
 
 void CrashUploader::postLater(const QByteArray& eventJson)
 {
-    QMetaObject::invokeMethod(this, [this, eventJson] {
-        m_queue.append(eventJson);
-        flush();
-    }, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(
+        this,
+        [this, eventJson] {
+            m_queue.append(eventJson);
+            flush();
+        },
+        Qt::QueuedConnection);
 }
 
 void CrashUploader::flush()

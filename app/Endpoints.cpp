@@ -19,12 +19,33 @@ QString hostFromEnvironment(const char* variable)
 
 namespace Endpoints {
 
-QString serviceUrl() { return hostFromEnvironment("ORLUNE_SERVICE_URL"); }
-QString webUrl() { return hostFromEnvironment("ORLUNE_WEB_URL"); }
-QString crashDsn() { return qEnvironmentVariable("ORLUNE_CRASH_DSN").trimmed(); }
-QString ipEchoUrl() { return webUrl() + "ip"; }
-QString changeLogUrl() { return webUrl() + "changelog"; }
-QString reportFormUrl() { return webUrl() + "report"; }
-QString supportAddress() { return QStringLiteral("support@orlune.invalid"); }
+QString serviceUrl()
+{
+    return hostFromEnvironment("ORLUNE_SERVICE_URL");
+}
+QString webUrl()
+{
+    return hostFromEnvironment("ORLUNE_WEB_URL");
+}
+QString crashDsn()
+{
+    return qEnvironmentVariable("ORLUNE_CRASH_DSN").trimmed();
+}
+QString ipEchoUrl()
+{
+    return webUrl() + "ip";
+}
+QString changeLogUrl()
+{
+    return webUrl() + "changelog";
+}
+QString reportFormUrl()
+{
+    return webUrl() + "report";
+}
+QString supportAddress()
+{
+    return QStringLiteral("support@orlune.invalid");
+}
 
 } // namespace Endpoints

@@ -34,7 +34,10 @@ void put(int fd, const char* text, size_t length)
     }
 }
 
-void put(int fd, const char* text) { put(fd, text, strlen(text)); }
+void put(int fd, const char* text)
+{
+    put(fd, text, strlen(text));
+}
 
 void putNumber(int fd, long value, int width)
 {
@@ -65,11 +68,18 @@ void putTimestamp(int fd)
     const long year = yearOfEra + era * 400 + (month <= 2);
     const long secondOfDay = seconds % 86400;
     put(fd, "\"");
-    putNumber(fd, year, 4); put(fd, "-"); putNumber(fd, month, 2); put(fd, "-"); putNumber(fd, day, 2);
+    putNumber(fd, year, 4);
+    put(fd, "-");
+    putNumber(fd, month, 2);
+    put(fd, "-");
+    putNumber(fd, day, 2);
     put(fd, "T");
-    putNumber(fd, secondOfDay / 3600, 2); put(fd, ":");
-    putNumber(fd, secondOfDay / 60 % 60, 2); put(fd, ":");
-    putNumber(fd, secondOfDay % 60, 2); put(fd, "Z\"");
+    putNumber(fd, secondOfDay / 3600, 2);
+    put(fd, ":");
+    putNumber(fd, secondOfDay / 60 % 60, 2);
+    put(fd, ":");
+    putNumber(fd, secondOfDay % 60, 2);
+    put(fd, "Z\"");
 }
 
 void putJsonStringBody(int fd, const char* text, size_t length)

@@ -23,14 +23,22 @@ bool isEncoder(void* avcl)
 
 const char* prefixForLevel(int level)
 {
-    if (level < 1) return "[FFmpeg] PANIC";
-    if (level <= 8) return "[FFmpeg] FATAL";
-    if (level <= 16) return "[FFmpeg] ERROR";
-    if (level <= 24) return "[FFmpeg] WARNING";
-    if (level <= 32) return "[FFmpeg] INFO";
-    if (level <= 40) return "[FFmpeg] VERBOSE";
-    if (level <= 48) return "[FFmpeg] DEBUG";
-    if (level <= 56) return "[FFmpeg] TRACE";
+    if (level < 1)
+        return "[FFmpeg] PANIC";
+    if (level <= 8)
+        return "[FFmpeg] FATAL";
+    if (level <= 16)
+        return "[FFmpeg] ERROR";
+    if (level <= 24)
+        return "[FFmpeg] WARNING";
+    if (level <= 32)
+        return "[FFmpeg] INFO";
+    if (level <= 40)
+        return "[FFmpeg] VERBOSE";
+    if (level <= 48)
+        return "[FFmpeg] DEBUG";
+    if (level <= 56)
+        return "[FFmpeg] TRACE";
     return "[FFmpeg]";
 }
 

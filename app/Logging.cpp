@@ -100,7 +100,6 @@ void messageHandler(QtMsgType type, const QMessageLogContext& context, const QSt
         sentryCaptureFatal("[FATAL]", text);
         exit(1);
     }
-    default:
-        break;
+    default: break;
     }
 }

@@ -74,8 +74,8 @@ bool isDwmCompositionEnabled()
         connection, xcb_intern_atom(connection, 0, uint16_t(selection.size()), selection.constData()), nullptr);
     bool composited = true;
     if (atom) {
-        xcb_get_selection_owner_reply_t* owner = xcb_get_selection_owner_reply(
-            connection, xcb_get_selection_owner(connection, atom->atom), nullptr);
+        xcb_get_selection_owner_reply_t* owner =
+            xcb_get_selection_owner_reply(connection, xcb_get_selection_owner(connection, atom->atom), nullptr);
         composited = owner && owner->owner != XCB_NONE;
         free(owner);
         free(atom);
@@ -99,20 +99,24 @@ using VersionFunction = quint32 (*)();
 bool checkForOpenH264Version(QString& version)
 {
     const QString file = QCoreApplication::applicationDirPath() + "/libopenh264.so";
-    qDebug() << "[UTILS]:" << "Checking for OpenH264 DLL:" << file;
+    qDebug() << "[UTILS]:"
+             << "Checking for OpenH264 DLL:" << file;
     if (!QFile::exists(file)) {
-        qDebug() << "[UTILS]:" << "OpenH264 library not found:" << file;
+        qDebug() << "[UTILS]:"
+                 << "OpenH264 library not found:" << file;
         return false;
     }
     QLibrary library(file);
     if (!library.load()) {
-        qWarning() << "[UTILS]:" << "Failed to load libopenh264.so, error code:" << library.errorString();
+        qWarning() << "[UTILS]:"
+                   << "Failed to load libopenh264.so, error code:" << library.errorString();
         return false;
     }
     auto versionEx = reinterpret_cast<VersionExFunction>(library.resolve("WelsGetCodecVersionEx"));
     auto versionBasic = reinterpret_cast<VersionFunction>(library.resolve("WelsGetCodecVersion"));
     if (!versionEx && !versionBasic) {
-        qWarning() << "[UTILS]:" << "Failed to get WELS version functions from DLL";
+        qWarning() << "[UTILS]:"
+                   << "Failed to get WELS version functions from DLL";
         library.unload();
         return false;
     }
@@ -121,12 +125,14 @@ bool checkForOpenH264Version(QString& version)
         OpenH264Version numbers = {};
         versionEx(&numbers);
         found = QString("%1.%2.%3").arg(numbers.uMajor).arg(numbers.uMinor).arg(numbers.uRevision);
-        qDebug() << "[UTILS]:" << "Found OpenH264 version (Extended API):" << found;
+        qDebug() << "[UTILS]:"
+                 << "Found OpenH264 version (Extended API):" << found;
     } else {
         // The basic call packs major, minor and revision into bytes 3, 2 and 1.
         const quint32 packed = versionBasic();
         found = QString("%1.%2.%3").arg((packed >> 24) & 0xff).arg((packed >> 16) & 0xff).arg((packed >> 8) & 0xff);
-        qDebug() << "[UTILS]:" << "Found OpenH264 version (Basic API):" << found;
+        qDebug() << "[UTILS]:"
+                 << "Found OpenH264 version (Basic API):" << found;
     }
     library.unload();
     version = found;

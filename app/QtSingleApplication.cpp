@@ -42,8 +42,7 @@ void QtSingleApplication::setActivationWindow(QWidget* aw, bool activateOnMessag
 {
     actWin = aw;
     if (activateOnMessage)
-        connect(peer, &QtLocalPeer::messageReceived, this, &QtSingleApplication::activateWindow,
-                Qt::UniqueConnection);
+        connect(peer, &QtLocalPeer::messageReceived, this, &QtSingleApplication::activateWindow, Qt::UniqueConnection);
     else
         disconnect(peer, &QtLocalPeer::messageReceived, this, &QtSingleApplication::activateWindow);
 }

@@ -10,8 +10,8 @@ struct Recording4KInputs
     bool recording4kFails = false; // an earlier 4K recording could not keep up
     QSize desktop;                 // virtual geometry of the primary screen
     int idealThreadCount = 0;
-    quint64 totalMemory = 0;       // bytes
-    quint64 availableMemory = 0;   // bytes
+    quint64 totalMemory = 0;     // bytes
+    quint64 availableMemory = 0; // bytes
     QString cpuVendor;
     int cpuFamily = 0;
     int cpuModel = 0;

@@ -127,7 +127,8 @@ SettingsManager::SettingsManager()
 void SettingsManager::initialize()
 {
     QMutexLocker lock(&m_mutex);
-    qDebug() << "[SettingsManager]:" << "initialize";
+    qDebug() << "[SettingsManager]:"
+             << "initialize";
     // Reading every key and writing it back leaves a complete store after the first start.
     for (const auto& [key, defaultValue] : keysWithDefaults())
         writeSetting(key, m_settings.value(key, defaultValue));
@@ -136,17 +137,21 @@ void SettingsManager::initialize()
 
 void SettingsManager::createDirsIfNeeded()
 {
-    qDebug() << "[SettingsManager]:" << "filesPath: " << m_filesPath;
+    qDebug() << "[SettingsManager]:"
+             << "filesPath: " << m_filesPath;
     makeDirOrComplain(m_filesPath, "video dir creation failed: ");
     makeDirOrComplain(m_settingsPath, "settings dir creation failed: ");
 }
 
 void SettingsManager::writeSetting(QString setting, QVariant value)
 {
-    qDebug() << "[SettingsManager]:" << "writeSetting" << setting << "set to" << value;
+    qDebug() << "[SettingsManager]:"
+             << "writeSetting" << setting << "set to" << value;
     QMutexLocker lock(&m_mutex);
     if (!storeMember(setting, value))
-        qWarning() << "[SettingsManager]:" << "writeSetting" << "Unknown parameter:" << setting;
+        qWarning() << "[SettingsManager]:"
+                   << "writeSetting"
+                   << "Unknown parameter:" << setting;
     m_settings.setValue(setting, value);
     emit settingChanged(setting, value);
     m_settings.sync();
@@ -154,118 +159,221 @@ void SettingsManager::writeSetting(QString setting, QVariant value)
 
 bool SettingsManager::storeMember(const QString& s, const QVariant& v)
 {
-    if (s == "login") { if (assignIfChanged(m_login, v.toString())) emit loginChanged(m_login); }
-    else if (s == "password") m_password = v.toString();
-    else if (s == "salt") m_salt = v.toString();
+    if (s == "login") {
+        if (assignIfChanged(m_login, v.toString()))
+            emit loginChanged(m_login);
+    } else if (s == "password")
+        m_password = v.toString();
+    else if (s == "salt")
+        m_salt = v.toString();
     else if (s == "is_authenticated_user") {
-        if (assignIfChanged(m_isAuthenticatedUser, v.toBool())) emit isAuthenticatedUserChanged(m_isAuthenticatedUser);
-    }
-    else if (s == "settings_path") m_settingsPath = v.toString();
-    else if (s == "files_path") m_filesPath = v.toString();
-    else if (s == "isVideoQualityNeverSet") m_isVideoQualityNeverSet = v.toBool();
-    else if (s == "FVNewVersionPolicy") m_fvNewVersionPolicy = v.toString();
-    else if (s == "startstop_hotkey") m_startstopHotkey = v.toString();
-    else if (s == "startstop_nativeKey") m_startstopNativeKey = v.toUInt();
-    else if (s == "startstop_nativeModifier") m_startstopNativeModifier = v.toUInt();
-    else if (s == "proxy_server") { if (assignIfChanged(m_proxyServer, v.toBool())) emit enableProxyChanged(m_proxyServer); }
-    else if (s == "proxy_type") { if (assignIfChanged(m_proxyType, v.toInt())) emit currentProxyChanged(m_proxyType); }
-    else if (s == "proxy_host") { if (assignIfChanged(m_proxyHost, v.toString())) emit serverChanged(m_proxyHost); }
-    else if (s == "proxy_port") { if (assignIfChanged(m_proxyPort, v.toString())) emit portChanged(m_proxyPort); }
-    else if (s == "proxy_login") { if (assignIfChanged(m_proxyLogin, v.toString())) emit nameChanged(m_proxyLogin); }
-    else if (s == "proxy_pwd") { if (assignIfChanged(m_proxyPwd, v.toString())) emit pasChanged(m_proxyPwd); }
-    else if (s == "proxy_verification_status") {
+        if (assignIfChanged(m_isAuthenticatedUser, v.toBool()))
+            emit isAuthenticatedUserChanged(m_isAuthenticatedUser);
+    } else if (s == "settings_path")
+        m_settingsPath = v.toString();
+    else if (s == "files_path")
+        m_filesPath = v.toString();
+    else if (s == "isVideoQualityNeverSet")
+        m_isVideoQualityNeverSet = v.toBool();
+    else if (s == "FVNewVersionPolicy")
+        m_fvNewVersionPolicy = v.toString();
+    else if (s == "startstop_hotkey")
+        m_startstopHotkey = v.toString();
+    else if (s == "startstop_nativeKey")
+        m_startstopNativeKey = v.toUInt();
+    else if (s == "startstop_nativeModifier")
+        m_startstopNativeModifier = v.toUInt();
+    else if (s == "proxy_server") {
+        if (assignIfChanged(m_proxyServer, v.toBool()))
+            emit enableProxyChanged(m_proxyServer);
+    } else if (s == "proxy_type") {
+        if (assignIfChanged(m_proxyType, v.toInt()))
+            emit currentProxyChanged(m_proxyType);
+    } else if (s == "proxy_host") {
+        if (assignIfChanged(m_proxyHost, v.toString()))
+            emit serverChanged(m_proxyHost);
+    } else if (s == "proxy_port") {
+        if (assignIfChanged(m_proxyPort, v.toString()))
+            emit portChanged(m_proxyPort);
+    } else if (s == "proxy_login") {
+        if (assignIfChanged(m_proxyLogin, v.toString()))
+            emit nameChanged(m_proxyLogin);
+    } else if (s == "proxy_pwd") {
+        if (assignIfChanged(m_proxyPwd, v.toString()))
+            emit pasChanged(m_proxyPwd);
+    } else if (s == "proxy_verification_status") {
         if (assignIfChanged(m_proxyVerificationStatus, v.toInt()))
             emit proxyVerificationStatusChanged(Common::ProxyVerificationStatus(m_proxyVerificationStatus));
-    }
-    else if (s == "auto_upload") { if (assignIfChanged(m_autoUpload, v.toBool())) emit autoUploadChanged(m_autoUpload); }
-    else if (s == "instant_share_disabled_manually") m_instantShareDisabledManually = v.toBool();
-    else if (s == "mouse_highlight_disabled_manually") m_mouseHighlightDisabledManually = v.toBool();
-    else if (s == "mouse_highlight") { if (assignIfChanged(m_mouseHighlight, v.toBool())) emit mouseHighlightChanged(m_mouseHighlight); }
-    else if (s == "mute_audio") { if (assignIfChanged(m_muteAudio, v.toBool())) emit muteAudioChanged(m_muteAudio); }
-    else if (s == "mute_camera") { if (assignIfChanged(m_muteCamera, v.toBool())) emit muteCameraChanged(m_muteCamera); }
-    else if (s == "audiodev") m_audiodev = v.toString();
-    else if (s == "cameradev") m_cameradev = v.toString();
-    else if (s == "disable_sys") m_disableSys = v.toBool();
-    else if (s == "save_path") m_savePath = v.toString();
-    else if (s == "audio_level") m_audioLevel = v.toInt();
+    } else if (s == "auto_upload") {
+        if (assignIfChanged(m_autoUpload, v.toBool()))
+            emit autoUploadChanged(m_autoUpload);
+    } else if (s == "instant_share_disabled_manually")
+        m_instantShareDisabledManually = v.toBool();
+    else if (s == "mouse_highlight_disabled_manually")
+        m_mouseHighlightDisabledManually = v.toBool();
+    else if (s == "mouse_highlight") {
+        if (assignIfChanged(m_mouseHighlight, v.toBool()))
+            emit mouseHighlightChanged(m_mouseHighlight);
+    } else if (s == "mute_audio") {
+        if (assignIfChanged(m_muteAudio, v.toBool()))
+            emit muteAudioChanged(m_muteAudio);
+    } else if (s == "mute_camera") {
+        if (assignIfChanged(m_muteCamera, v.toBool()))
+            emit muteCameraChanged(m_muteCamera);
+    } else if (s == "audiodev")
+        m_audiodev = v.toString();
+    else if (s == "cameradev")
+        m_cameradev = v.toString();
+    else if (s == "disable_sys")
+        m_disableSys = v.toBool();
+    else if (s == "save_path")
+        m_savePath = v.toString();
+    else if (s == "audio_level")
+        m_audioLevel = v.toInt();
     // The store keeps booleans as "true"/"false" text, which toInt() would read as 0;
     // toBool() gives (value != 0) for numbers and keeps the text form working.
-    else if (s == "interp_time") m_interpTime = v.toBool();
-    else if (s == "system_sounds") { if (assignIfChanged(m_systemSounds, v.toBool())) emit systemSoundsChanged(m_systemSounds); }
-    else if (s == "is_first_start") m_isFirstStart = v.toBool();
-    else if (s == "recording_4k_fails") m_recording4kFails = v.toBool();
-    else if (s == "bubble_pos") m_bubblePos = v.toPoint();
-    else if (s == "bubble_horizontal") m_bubbleHorizontal = v.toBool();
-    else if (s == "bubble_pin") m_bubblePin = v.toBool();
-    else if (s == "bubble_side") m_bubbleSide = v.toInt();
-    else if (s == "bubble_ishstuck") m_bubbleIshstuck = v.toBool();
-    else if (s == "bubble_isvstuck") m_bubbleIsvstuck = v.toBool();
-    else if (s == "camera_size_percentage") m_cameraSizePercentage = v.toDouble();
-    else if (s == "camera_fullframe") m_cameraFullframe = v.toInt();
-    else if (s == "camera_relative_pos_x") m_cameraRelativePosX = v.toDouble();
-    else if (s == "camera_relative_pos_y") m_cameraRelativePosY = v.toDouble();
-    else if (s == "camera_corner_x") m_cameraCornerX = v.toInt();
-    else if (s == "camera_corner_y") m_cameraCornerY = v.toInt();
+    else if (s == "interp_time")
+        m_interpTime = v.toBool();
+    else if (s == "system_sounds") {
+        if (assignIfChanged(m_systemSounds, v.toBool()))
+            emit systemSoundsChanged(m_systemSounds);
+    } else if (s == "is_first_start")
+        m_isFirstStart = v.toBool();
+    else if (s == "recording_4k_fails")
+        m_recording4kFails = v.toBool();
+    else if (s == "bubble_pos")
+        m_bubblePos = v.toPoint();
+    else if (s == "bubble_horizontal")
+        m_bubbleHorizontal = v.toBool();
+    else if (s == "bubble_pin")
+        m_bubblePin = v.toBool();
+    else if (s == "bubble_side")
+        m_bubbleSide = v.toInt();
+    else if (s == "bubble_ishstuck")
+        m_bubbleIshstuck = v.toBool();
+    else if (s == "bubble_isvstuck")
+        m_bubbleIsvstuck = v.toBool();
+    else if (s == "camera_size_percentage")
+        m_cameraSizePercentage = v.toDouble();
+    else if (s == "camera_fullframe")
+        m_cameraFullframe = v.toInt();
+    else if (s == "camera_relative_pos_x")
+        m_cameraRelativePosX = v.toDouble();
+    else if (s == "camera_relative_pos_y")
+        m_cameraRelativePosY = v.toDouble();
+    else if (s == "camera_corner_x")
+        m_cameraCornerX = v.toInt();
+    else if (s == "camera_corner_y")
+        m_cameraCornerY = v.toInt();
     else if (s == "recording_quality") {
         if (assignIfChanged(m_recordingQuality, v.toInt()))
             emit qualityChanged(Common::RecordingQuality(m_recordingQuality));
     }
     // The driver type lives in the store only; its member is deliberately left alone.
-    else if (s == "blackhole_driver_type") {}
-    else return false;
+    else if (s == "blackhole_driver_type") {
+    } else
+        return false;
     return true;
 }
 
 bool SettingsManager::loadMember(const QString& s, QVariant& v)
 {
-    if (s == "login") v = m_login;
-    else if (s == "password") v = m_password;
-    else if (s == "salt") v = m_salt;
-    else if (s == "is_authenticated_user") v = m_isAuthenticatedUser;
-    else if (s == "settings_path") v = m_settingsPath;
-    else if (s == "files_path") v = m_filesPath;
-    else if (s == "isVideoQualityNeverSet") v = m_isVideoQualityNeverSet;
-    else if (s == "FVNewVersionPolicy") v = m_fvNewVersionPolicy;
-    else if (s == "startstop_hotkey") v = m_startstopHotkey;
-    else if (s == "startstop_nativeKey") v = m_startstopNativeKey;
-    else if (s == "startstop_nativeModifier") v = m_startstopNativeModifier;
-    else if (s == "proxy_server") v = m_proxyServer;
-    else if (s == "proxy_type") v = m_proxyType;
-    else if (s == "proxy_host") v = m_proxyHost;
-    else if (s == "proxy_port") v = m_proxyPort;
-    else if (s == "proxy_login") v = m_proxyLogin;
-    else if (s == "proxy_pwd") v = m_proxyPwd;
-    else if (s == "proxy_verification_status") v = m_proxyVerificationStatus;
-    else if (s == "auto_upload") v = m_autoUpload;
-    else if (s == "instant_share_disabled_manually") v = m_instantShareDisabledManually;
-    else if (s == "mouse_highlight_disabled_manually") v = m_mouseHighlightDisabledManually;
-    else if (s == "mouse_highlight") v = m_mouseHighlight;
-    else if (s == "mute_audio") v = m_muteAudio;
-    else if (s == "mute_camera") v = m_muteCamera;
-    else if (s == "audiodev") v = m_audiodev;
-    else if (s == "cameradev") v = m_cameradev;
-    else if (s == "disable_sys") v = m_disableSys;
-    else if (s == "save_path") v = m_savePath;
-    else if (s == "audio_level") v = m_audioLevel;
-    else if (s == "interp_time") v = m_interpTime;
-    else if (s == "system_sounds") v = m_systemSounds;
-    else if (s == "is_first_start") v = m_isFirstStart;
-    else if (s == "recording_4k_fails") v = m_recording4kFails;
-    else if (s == "bubble_pos") v = m_bubblePos;
-    else if (s == "bubble_horizontal") v = m_bubbleHorizontal;
-    else if (s == "bubble_pin") v = m_bubblePin;
-    else if (s == "bubble_side") v = m_bubbleSide;
-    else if (s == "bubble_ishstuck") v = m_bubbleIshstuck;
-    else if (s == "bubble_isvstuck") v = m_bubbleIsvstuck;
-    else if (s == "camera_size_percentage") v = m_cameraSizePercentage;
-    else if (s == "camera_fullframe") v = m_cameraFullframe;
-    else if (s == "camera_relative_pos_x") v = m_cameraRelativePosX;
-    else if (s == "camera_relative_pos_y") v = m_cameraRelativePosY;
-    else if (s == "camera_corner_x") v = m_cameraCornerX;
-    else if (s == "camera_corner_y") v = m_cameraCornerY;
-    else if (s == "recording_quality") v = m_recordingQuality;
-    else if (s == "blackhole_driver_type") v = m_blackholeDriverType;
-    else return false;
+    if (s == "login")
+        v = m_login;
+    else if (s == "password")
+        v = m_password;
+    else if (s == "salt")
+        v = m_salt;
+    else if (s == "is_authenticated_user")
+        v = m_isAuthenticatedUser;
+    else if (s == "settings_path")
+        v = m_settingsPath;
+    else if (s == "files_path")
+        v = m_filesPath;
+    else if (s == "isVideoQualityNeverSet")
+        v = m_isVideoQualityNeverSet;
+    else if (s == "FVNewVersionPolicy")
+        v = m_fvNewVersionPolicy;
+    else if (s == "startstop_hotkey")
+        v = m_startstopHotkey;
+    else if (s == "startstop_nativeKey")
+        v = m_startstopNativeKey;
+    else if (s == "startstop_nativeModifier")
+        v = m_startstopNativeModifier;
+    else if (s == "proxy_server")
+        v = m_proxyServer;
+    else if (s == "proxy_type")
+        v = m_proxyType;
+    else if (s == "proxy_host")
+        v = m_proxyHost;
+    else if (s == "proxy_port")
+        v = m_proxyPort;
+    else if (s == "proxy_login")
+        v = m_proxyLogin;
+    else if (s == "proxy_pwd")
+        v = m_proxyPwd;
+    else if (s == "proxy_verification_status")
+        v = m_proxyVerificationStatus;
+    else if (s == "auto_upload")
+        v = m_autoUpload;
+    else if (s == "instant_share_disabled_manually")
+        v = m_instantShareDisabledManually;
+    else if (s == "mouse_highlight_disabled_manually")
+        v = m_mouseHighlightDisabledManually;
+    else if (s == "mouse_highlight")
+        v = m_mouseHighlight;
+    else if (s == "mute_audio")
+        v = m_muteAudio;
+    else if (s == "mute_camera")
+        v = m_muteCamera;
+    else if (s == "audiodev")
+        v = m_audiodev;
+    else if (s == "cameradev")
+        v = m_cameradev;
+    else if (s == "disable_sys")
+        v = m_disableSys;
+    else if (s == "save_path")
+        v = m_savePath;
+    else if (s == "audio_level")
+        v = m_audioLevel;
+    else if (s == "interp_time")
+        v = m_interpTime;
+    else if (s == "system_sounds")
+        v = m_systemSounds;
+    else if (s == "is_first_start")
+        v = m_isFirstStart;
+    else if (s == "recording_4k_fails")
+        v = m_recording4kFails;
+    else if (s == "bubble_pos")
+        v = m_bubblePos;
+    else if (s == "bubble_horizontal")
+        v = m_bubbleHorizontal;
+    else if (s == "bubble_pin")
+        v = m_bubblePin;
+    else if (s == "bubble_side")
+        v = m_bubbleSide;
+    else if (s == "bubble_ishstuck")
+        v = m_bubbleIshstuck;
+    else if (s == "bubble_isvstuck")
+        v = m_bubbleIsvstuck;
+    else if (s == "camera_size_percentage")
+        v = m_cameraSizePercentage;
+    else if (s == "camera_fullframe")
+        v = m_cameraFullframe;
+    else if (s == "camera_relative_pos_x")
+        v = m_cameraRelativePosX;
+    else if (s == "camera_relative_pos_y")
+        v = m_cameraRelativePosY;
+    else if (s == "camera_corner_x")
+        v = m_cameraCornerX;
+    else if (s == "camera_corner_y")
+        v = m_cameraCornerY;
+    else if (s == "recording_quality")
+        v = m_recordingQuality;
+    else if (s == "blackhole_driver_type")
+        v = m_blackholeDriverType;
+    else
+        return false;
     return true;
 }
 
@@ -279,26 +387,97 @@ QVariant SettingsManager::readSetting(QString setting)
     return value;
 }
 
-bool SettingsManager::readSettingBool(QString setting) { return readSetting(setting).toBool(); }
-QString SettingsManager::readSettingStr(QString setting) { return readSetting(setting).toString(); }
-int SettingsManager::readSettingInt(QString setting) { return readSetting(setting).toInt(); }
-double SettingsManager::readSettingDouble(QString setting) { return readSetting(setting).toDouble(); }
-QPoint SettingsManager::readSettingPoint(QString setting) { return readSetting(setting).toPoint(); }
+bool SettingsManager::readSettingBool(QString setting)
+{
+    return readSetting(setting).toBool();
+}
+QString SettingsManager::readSettingStr(QString setting)
+{
+    return readSetting(setting).toString();
+}
+int SettingsManager::readSettingInt(QString setting)
+{
+    return readSetting(setting).toInt();
+}
+double SettingsManager::readSettingDouble(QString setting)
+{
+    return readSetting(setting).toDouble();
+}
+QPoint SettingsManager::readSettingPoint(QString setting)
+{
+    return readSetting(setting).toPoint();
+}
 
-QString SettingsManager::login() { QMutexLocker lock(&m_mutex); return m_login; }
-bool SettingsManager::isAuthenticatedUser() { QMutexLocker lock(&m_mutex); return m_isAuthenticatedUser; }
-bool SettingsManager::enableProxy() { QMutexLocker lock(&m_mutex); return m_proxyServer; }
-int SettingsManager::currentProxy() { QMutexLocker lock(&m_mutex); return m_proxyType; }
-QString SettingsManager::server() { QMutexLocker lock(&m_mutex); return m_proxyHost; }
-QString SettingsManager::port() { QMutexLocker lock(&m_mutex); return m_proxyPort; }
-QString SettingsManager::name() { QMutexLocker lock(&m_mutex); return m_proxyLogin; }
-QString SettingsManager::pas() { QMutexLocker lock(&m_mutex); return m_proxyPwd; }
-bool SettingsManager::autoUpload() { QMutexLocker lock(&m_mutex); return m_autoUpload; }
-bool SettingsManager::mouseHighlight() { QMutexLocker lock(&m_mutex); return m_mouseHighlight; }
-bool SettingsManager::muteAudio() { QMutexLocker lock(&m_mutex); return m_muteAudio; }
-bool SettingsManager::muteCamera() { QMutexLocker lock(&m_mutex); return m_muteCamera; }
-bool SettingsManager::systemSounds() { QMutexLocker lock(&m_mutex); return m_systemSounds; }
-QString SettingsManager::blackHoleDriverType() { QMutexLocker lock(&m_mutex); return m_blackholeDriverType; }
+QString SettingsManager::login()
+{
+    QMutexLocker lock(&m_mutex);
+    return m_login;
+}
+bool SettingsManager::isAuthenticatedUser()
+{
+    QMutexLocker lock(&m_mutex);
+    return m_isAuthenticatedUser;
+}
+bool SettingsManager::enableProxy()
+{
+    QMutexLocker lock(&m_mutex);
+    return m_proxyServer;
+}
+int SettingsManager::currentProxy()
+{
+    QMutexLocker lock(&m_mutex);
+    return m_proxyType;
+}
+QString SettingsManager::server()
+{
+    QMutexLocker lock(&m_mutex);
+    return m_proxyHost;
+}
+QString SettingsManager::port()
+{
+    QMutexLocker lock(&m_mutex);
+    return m_proxyPort;
+}
+QString SettingsManager::name()
+{
+    QMutexLocker lock(&m_mutex);
+    return m_proxyLogin;
+}
+QString SettingsManager::pas()
+{
+    QMutexLocker lock(&m_mutex);
+    return m_proxyPwd;
+}
+bool SettingsManager::autoUpload()
+{
+    QMutexLocker lock(&m_mutex);
+    return m_autoUpload;
+}
+bool SettingsManager::mouseHighlight()
+{
+    QMutexLocker lock(&m_mutex);
+    return m_mouseHighlight;
+}
+bool SettingsManager::muteAudio()
+{
+    QMutexLocker lock(&m_mutex);
+    return m_muteAudio;
+}
+bool SettingsManager::muteCamera()
+{
+    QMutexLocker lock(&m_mutex);
+    return m_muteCamera;
+}
+bool SettingsManager::systemSounds()
+{
+    QMutexLocker lock(&m_mutex);
+    return m_systemSounds;
+}
+QString SettingsManager::blackHoleDriverType()
+{
+    QMutexLocker lock(&m_mutex);
+    return m_blackholeDriverType;
+}
 
 Common::ProxyVerificationStatus SettingsManager::proxyVerificationStatus()
 {
@@ -312,19 +491,58 @@ Common::RecordingQuality SettingsManager::quality()
     return Common::RecordingQuality(m_recordingQuality);
 }
 
-void SettingsManager::setLogin(const QString& login) { writeSetting("login", login); }
-void SettingsManager::setEnableProxy(bool enable) { writeSetting("proxy_server", enable); }
-void SettingsManager::setCurrentProxy(int index) { writeSetting("proxy_type", index); }
-void SettingsManager::setServer(const QString& server) { writeSetting("proxy_host", server); }
-void SettingsManager::setPort(const QString& port) { writeSetting("proxy_port", port); }
-void SettingsManager::setName(const QString& name) { writeSetting("proxy_login", name); }
-void SettingsManager::setPas(const QString& pas) { writeSetting("proxy_pwd", pas); }
-void SettingsManager::setAutoUpload(bool enable) { writeSetting("auto_upload", enable); }
-void SettingsManager::setMuteAudio(bool enable) { writeSetting("mute_audio", enable); }
-void SettingsManager::setMuteCamera(bool enable) { writeSetting("mute_camera", enable); }
-void SettingsManager::setSystemSounds(bool enable) { writeSetting("system_sounds", enable); }
-void SettingsManager::setMouseHighlight(bool enable) { writeSetting("mouse_highlight", enable); }
-void SettingsManager::setBlackHoleDriverType(const QString& driverType) { writeSetting("blackhole_driver_type", driverType); }
+void SettingsManager::setLogin(const QString& login)
+{
+    writeSetting("login", login);
+}
+void SettingsManager::setEnableProxy(bool enable)
+{
+    writeSetting("proxy_server", enable);
+}
+void SettingsManager::setCurrentProxy(int index)
+{
+    writeSetting("proxy_type", index);
+}
+void SettingsManager::setServer(const QString& server)
+{
+    writeSetting("proxy_host", server);
+}
+void SettingsManager::setPort(const QString& port)
+{
+    writeSetting("proxy_port", port);
+}
+void SettingsManager::setName(const QString& name)
+{
+    writeSetting("proxy_login", name);
+}
+void SettingsManager::setPas(const QString& pas)
+{
+    writeSetting("proxy_pwd", pas);
+}
+void SettingsManager::setAutoUpload(bool enable)
+{
+    writeSetting("auto_upload", enable);
+}
+void SettingsManager::setMuteAudio(bool enable)
+{
+    writeSetting("mute_audio", enable);
+}
+void SettingsManager::setMuteCamera(bool enable)
+{
+    writeSetting("mute_camera", enable);
+}
+void SettingsManager::setSystemSounds(bool enable)
+{
+    writeSetting("system_sounds", enable);
+}
+void SettingsManager::setMouseHighlight(bool enable)
+{
+    writeSetting("mouse_highlight", enable);
+}
+void SettingsManager::setBlackHoleDriverType(const QString& driverType)
+{
+    writeSetting("blackhole_driver_type", driverType);
+}
 
 // Enumerations go to the store as plain numbers so that the file stays readable.
 void SettingsManager::setProxyVerificationStatus(Common::ProxyVerificationStatus status)

@@ -26,16 +26,16 @@ class SettingsManager : public QObject, public ISettingsReader, public ISettings
     Q_PROPERTY(QString port READ port WRITE setPort NOTIFY portChanged)
     Q_PROPERTY(QString name READ name WRITE setName NOTIFY nameChanged)
     Q_PROPERTY(QString pas READ pas WRITE setPas NOTIFY pasChanged)
-    Q_PROPERTY(Common::ProxyVerificationStatus proxyVerificationStatus READ proxyVerificationStatus
-                   WRITE setProxyVerificationStatus NOTIFY proxyVerificationStatusChanged)
+    Q_PROPERTY(Common::ProxyVerificationStatus proxyVerificationStatus READ proxyVerificationStatus WRITE
+                   setProxyVerificationStatus NOTIFY proxyVerificationStatusChanged)
     Q_PROPERTY(bool auto_upload READ autoUpload WRITE setAutoUpload NOTIFY autoUploadChanged)
     Q_PROPERTY(bool mouse_highlight READ mouseHighlight WRITE setMouseHighlight NOTIFY mouseHighlightChanged)
     Q_PROPERTY(bool muteAudio READ muteAudio WRITE setMuteAudio NOTIFY muteAudioChanged)
     Q_PROPERTY(bool muteCamera READ muteCamera WRITE setMuteCamera NOTIFY muteCameraChanged)
     Q_PROPERTY(bool systemSounds READ systemSounds WRITE setSystemSounds NOTIFY systemSoundsChanged)
     Q_PROPERTY(Common::RecordingQuality quality READ quality WRITE setQuality NOTIFY qualityChanged)
-    Q_PROPERTY(QString blackHoleDriverType READ blackHoleDriverType WRITE setBlackHoleDriverType
-                   NOTIFY blackHoleDriverTypeChanged)
+    Q_PROPERTY(QString blackHoleDriverType READ blackHoleDriverType WRITE setBlackHoleDriverType NOTIFY
+                   blackHoleDriverTypeChanged)
 
 public:
     static SettingsManager* instance();

@@ -8,8 +8,7 @@
 // are modal boxes on the main thread; without a widget application (tools,
 // tests) nobody can answer, so no answer comes back and nothing is removed.
 
-using UploadQuestionAnswer =
-    std::function<QMessageBox::StandardButton(const QString& title, const QString& text)>;
+using UploadQuestionAnswer = std::function<QMessageBox::StandardButton(const QString& title, const QString& text)>;
 
 // Replaces the user's answer: the function gets the box's title and text and
 // returns the button pressed. An empty function brings back the box.

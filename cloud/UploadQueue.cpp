@@ -94,14 +94,15 @@ void UploadQueue::setUserCredentials(QString login, QString password, QString sa
         userSalt = UploadCredentials::userHash(userRand, salt, machine_id);
     }
     host()->updateUserState();
-    qDebug().noquote() << "[UP]:" << "setUserCredentials" << ", userHash: " << userHash << ", userId: " << userId
-                       << ", userRand: " << userRand << ", userSalt: " << userSalt;
+    qDebug().noquote() << "[UP]:"
+                       << "setUserCredentials"
+                       << ", userHash: " << userHash << ", userId: " << userId << ", userRand: " << userRand
+                       << ", userSalt: " << userSalt;
 
     ensureMachineId();
     CrashReport::removeUser();
-    CrashReport::setUser(QVariantMap{{"id", userHash.isEmpty() ? machine_id : userHash},
-                                     {"username", userId},
-                                     {"machine_id", machine_id}});
+    CrashReport::setUser(QVariantMap{
+        {"id", userHash.isEmpty() ? machine_id : userHash}, {"username", userId}, {"machine_id", machine_id}});
 }
 
 void UploadQueue::setFilesPath(const QString& path)

@@ -21,13 +21,14 @@ bool UploadQueue::serviceRemoveFile(unsigned int id)
         return false;
     const uint rowId = row.value(0).toUInt();
     const QString name = row.value(1).toString();
-    qDebug().noquote() << "[UP]:" << "serviceRemoveFile" << " id:" << rowId << ", name:" << name;
+    qDebug().noquote() << "[UP]:"
+                       << "serviceRemoveFile"
+                       << " id:" << rowId << ", name:" << name;
 
     service_action = "delete_file";
     service_file_id = rowId;
     delete_result.clear();
-    sendServiceRequest(
-        fileQuery(service_action, rowId, name, row.value(2).toString(), row.value(3).toString()));
+    sendServiceRequest(fileQuery(service_action, rowId, name, row.value(2).toString(), row.value(3).toString()));
     return true;
 }
 
@@ -44,7 +45,8 @@ void UploadQueue::handleDeleteReply(QMap<QString, QString>& map)
         if (service_file_id != 0)
             UploadSql::exec(QString("DELETE FROM `deletion_queue` WHERE `file_id` = %1").arg(service_file_id));
         else
-            UploadSql::exec("DELETE FROM `deletion_queue` WHERE rowid IN (SELECT rowid FROM `deletion_queue` LIMIT 1);");
+            UploadSql::exec(
+                "DELETE FROM `deletion_queue` WHERE rowid IN (SELECT rowid FROM `deletion_queue` LIMIT 1);");
     }
     emit gotRemoveFileCall(delete_result, map.value("message"), service_file_id);
     if (delete_result == "OK") {

@@ -23,12 +23,11 @@ void forgetFileRows(unsigned int fileId)
 void UploadQueue::fileCannotBeOpened()
 {
     const QString error = file.errorString();
-    qDebug().noquote() << "[UP]: file [" << file_name << "] - is missing! " << error << "filepath ["
-                       << file.fileName() << "]";
+    qDebug().noquote() << "[UP]: file [" << file_name << "] - is missing! " << error << "filepath [" << file.fileName()
+                       << "]";
     if (!isRecording) {
         const auto answer = askUploadQuestion(
-            "Missing file",
-            tr("Found missing file: %1, error: %2 remove it from database?").arg(file_name, error),
+            "Missing file", tr("Found missing file: %1, error: %2 remove it from database?").arg(file_name, error),
             QMessageBox::Yes | QMessageBox::No);
         if (answer == QMessageBox::Yes)
             forgetFileRows(file_id);
@@ -39,10 +38,11 @@ void UploadQueue::fileCannotBeOpened()
 bool UploadQueue::finalizedSizeDiffers(qint64 diskSize)
 {
     qDebug() << "[UP]: ERROR: FINALIZED FILE IS DIFFERENT!!!" << file_size << diskSize;
-    const bool fix = (file_size < silentFixSize && diskSize < silentFixSize) ||
-                     askUploadQuestion("Fix file",
-                                       tr("Found wrong file size: %1 != %2 fix it?").arg(file_size).arg(diskSize),
-                                       QMessageBox::Yes | QMessageBox::No) == QMessageBox::Yes;
+    const bool fix =
+        (file_size < silentFixSize && diskSize < silentFixSize)
+        || askUploadQuestion("Fix file", tr("Found wrong file size: %1 != %2 fix it?").arg(file_size).arg(diskSize),
+                             QMessageBox::Yes | QMessageBox::No)
+               == QMessageBox::Yes;
     if (!fix)
         return true; // the disk size is taken in memory only, and the upload goes on
     UploadSql::exec(QString("UPDATE `files` SET `file_size`='%1' WHERE `file_id`='%2'").arg(diskSize).arg(file_id));
@@ -95,11 +95,10 @@ void UploadQueue::rangeBeyondEnd(quint64 start_pos, quint64 end)
                                 .arg(file_id)
                                 .arg(start_pos));
         } else {
-            UploadSql::exec(
-                QString("UPDATE `segments` SET `seg_size`='%1' WHERE `file_id`='%2' AND `seg_pos`='%3'")
-                    .arg(static_cast<quint64>(file_size) - start_pos)
-                    .arg(file_id)
-                    .arg(start_pos));
+            UploadSql::exec(QString("UPDATE `segments` SET `seg_size`='%1' WHERE `file_id`='%2' AND `seg_pos`='%3'")
+                                .arg(static_cast<quint64>(file_size) - start_pos)
+                                .arg(file_id)
+                                .arg(start_pos));
             UploadSql::exec(QString("DELETE FROM `segments` WHERE `file_id`='%1' AND `seg_pos` > '%2';")
                                 .arg(file_id)
                                 .arg(start_pos));

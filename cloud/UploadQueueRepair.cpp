@@ -18,7 +18,9 @@ const QByteArray notRegistered = "This video file is not registered!";
 
 void UploadQueue::uploadError(int action)
 {
-    qDebug() << "[UP]:" << "uploadError" << " reverting file uploaded state for:" << file_id << ", action:" << action;
+    qDebug() << "[UP]:"
+             << "uploadError"
+             << " reverting file uploaded state for:" << file_id << ", action:" << action;
     if (file_id == 0)
         return;
     UploadSql::exec(QString("UPDATE `files` SET `file_uploaded`='false', `file_preview_uploaded`='false' WHERE "
@@ -32,8 +34,9 @@ void UploadQueue::uploadError(int action)
         rebuildSegments();
         return;
     }
-    qDebug().noquote() << "[UP]:" << "uploadError" << ", server asks for file[" << file_name << "]:" << file_id
-                       << " deletion";
+    qDebug().noquote() << "[UP]:"
+                       << "uploadError"
+                       << ", server asks for file[" << file_name << "]:" << file_id << " deletion";
     UploadSql::exec(QString("DELETE FROM `files` WHERE `file_id`='%1';").arg(file_id));
     // The server itself asked, so nothing goes to the deletion queue.
     removeFilesOnDisk();
@@ -41,18 +44,21 @@ void UploadQueue::uploadError(int action)
 
 void UploadQueue::rebuildSegments()
 {
-    qDebug().noquote() << "[UP]:" << "uploadError" << ", server asks for file[" << file_name << "]:" << file_id
-                       << " segments re-creation";
+    qDebug().noquote() << "[UP]:"
+                       << "uploadError"
+                       << ", server asks for file[" << file_name << "]:" << file_id << " segments re-creation";
     const qint64 size = QFileInfo(files_path + "/" + file_name).size();
     if (size < 0)
         return;
     const SegmentGrid grid = SegmentGrid::build(file_id, size);
     if (!grid.statement.isEmpty()) {
-        qDebug().noquote() << "[UP]:" << "sql=\n" + grid.statement;
+        qDebug().noquote() << "[UP]:"
+                           << "sql=\n" + grid.statement;
         UploadSql::exec(grid.statement);
     }
-    qDebug() << "[UP]:" << "uploadError" << " new segments count:" << grid.count << ", file sizes:"
-             << QString("%1|%2").arg(size).arg(file_size);
+    qDebug() << "[UP]:"
+             << "uploadError"
+             << " new segments count:" << grid.count << ", file sizes:" << QString("%1|%2").arg(size).arg(file_size);
     // The file now counts as finished, on a fixed grid.
     UploadSql::exec(QString("UPDATE `files` SET `file_finalized`='true', `file_size`='%1', `file_segments_count`='%2' "
                             "WHERE `file_id`='%3'")
@@ -81,7 +87,8 @@ void UploadQueue::removeFilesOnDisk()
 void UploadQueue::slotError(QNetworkReply::NetworkError e)
 {
     uploadTimer.stop();
-    qDebug() << "[UP]:" << "slotError" << QMetaEnum::fromType<QNetworkReply::NetworkError>().valueToKey(e) << ":";
+    qDebug() << "[UP]:"
+             << "slotError" << QMetaEnum::fromType<QNetworkReply::NetworkError>().valueToKey(e) << ":";
     if (aborted)
         qDebug() << "[UP]: this request been aborted!";
     if (upload_reply) {
@@ -121,9 +128,13 @@ void UploadQueue::handleRefusedRange(QNetworkReply* reply, int status)
                 qDebug() << "[UP]: Server returns error, but action is not known!";
             }
         } else {
-            qDebug().noquote() << "[UP]:" << "slotError" << ", server:" << server << " old:" << server_id;
+            qDebug().noquote() << "[UP]:"
+                               << "slotError"
+                               << ", server:" << server << " old:" << server_id;
             if (segments_done > 0)
-                qDebug() << "[UP]:" << "slotError" << ", upload server has been changed, reuploading file!";
+                qDebug() << "[UP]:"
+                         << "slotError"
+                         << ", upload server has been changed, reuploading file!";
             server_id = server;
             uploadError(0);
         }
@@ -144,7 +155,8 @@ void UploadQueue::handleRefusedRange(QNetworkReply* reply, int status)
 void UploadQueue::slotSslErrors(QList<QSslError> e)
 {
     uploadTimer.stop();
-    qDebug() << "[UP]:" << "slotSslErrors" << e;
+    qDebug() << "[UP]:"
+             << "slotSslErrors" << e;
     uploadError(-1);
     // The errors are not ignored: the reply's own error follows through slotError.
     finishRun(0);

@@ -24,7 +24,8 @@ const qint64 stubSize = 1500;
 
 void UploadQueue::uploadChunkNext()
 {
-    qDebug() << "[UP]:" << "uploadChunkNext";
+    qDebug() << "[UP]:"
+             << "uploadChunkNext";
     connectionForCurrentThread();
     int retried = 0;
     quint64 start_pos = 0;
@@ -56,9 +57,10 @@ void UploadQueue::uploadChunkNext()
 
 void UploadQueue::nextRangeOfCurrentFile(int retried, quint64& start_pos, qint64& seg_size)
 {
-    QSqlQuery row = UploadSql::select(QString("SELECT `seg_pos`, `seg_size`, _rowid_, `seg_id` FROM `segments` WHERE "
-                                              "`seg_uploaded`='false' AND `file_id`='%1' ORDER BY `seg_id` ASC LIMIT 1;")
-                                          .arg(file_id));
+    QSqlQuery row =
+        UploadSql::select(QString("SELECT `seg_pos`, `seg_size`, _rowid_, `seg_id` FROM `segments` WHERE "
+                                  "`seg_uploaded`='false' AND `file_id`='%1' ORDER BY `seg_id` ASC LIMIT 1;")
+                              .arg(file_id));
     if (row.next()) {
         start_pos = row.value(0).toULongLong();
         seg_size = static_cast<qint64>(row.value(1).toUInt());
@@ -316,7 +318,8 @@ void UploadQueue::uploadProgress(qlonglong sent, qlonglong total)
 
 void UploadQueue::uploadTimeout()
 {
-    qDebug() << "[UP]:" << "uploadTimeout";
+    qDebug() << "[UP]:"
+             << "uploadTimeout";
     if (!upload_reply) {
         qDebug() << "[UP]: no reply on finished slot!";
         return;
@@ -330,20 +333,26 @@ void UploadQueue::uploadTimeout()
 
 void UploadQueue::slotReadyRead()
 {
-    qDebug() << "[UP]:" << "slotReadyRead" << " SLOT";
+    qDebug() << "[UP]:"
+             << "slotReadyRead"
+             << " SLOT";
 }
 
 void UploadQueue::slotFinished()
 {
-    qDebug() << "[UP]:" << "slotFinished";
+    qDebug() << "[UP]:"
+             << "slotFinished";
     uploadTimer.stop();
     if (!upload_reply) {
         // Reply errors end here: slotError has taken the reply away.
-        qDebug() << "[UP]:" << "slotFinished" << "no reply on finished slot!";
+        qDebug() << "[UP]:"
+                 << "slotFinished"
+                 << "no reply on finished slot!";
         return;
     }
     if (aborted) {
-        qDebug() << "[UP]:" << "this request been aborted!";
+        qDebug() << "[UP]:"
+                 << "this request been aborted!";
         return;
     }
     QNetworkReply* reply = upload_reply;
@@ -352,7 +361,9 @@ void UploadQueue::slotFinished()
     if (reply->hasRawHeader("X-KVD-SrvID")) {
         const QString server = QString::fromLatin1(reply->rawHeader("X-KVD-SrvID"));
         if (server != server_id) {
-            qDebug().noquote() << "[UP]:" << "slotFinished" << ", server:" << server << " old:" << server_id;
+            qDebug().noquote() << "[UP]:"
+                               << "slotFinished"
+                               << ", server:" << server << " old:" << server_id;
             server_id = server;
             // A first range may come from anywhere; a change in the middle of a file is not right.
             if (segments_done > 0) {
@@ -360,7 +371,8 @@ void UploadQueue::slotFinished()
                     uploadError(reply->rawHeader("X-KVD-FileAction").toInt());
                     settled = true;
                 } else {
-                    qDebug() << "[UP]:" << "slotFinished"
+                    qDebug() << "[UP]:"
+                             << "slotFinished"
                              << ", upload server has been changed, but there is no error code! Things goes wrong!";
                 }
                 ret = 127;
@@ -419,7 +431,8 @@ int UploadQueue::confirmRange(QNetworkReply* reply, int status)
                 .arg(segment_rowid)
                 .arg(file_id);
         if (!UploadSql::exec(statement))
-            qDebug().noquote() << "[UP]: SQL not executed: query " << "\"" + statement + "\"";
+            qDebug().noquote() << "[UP]: SQL not executed: query "
+                               << "\"" + statement + "\"";
     }
     ++segments_done;
     if (status == 200 && uploaded) {

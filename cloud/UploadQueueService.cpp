@@ -69,7 +69,8 @@ void UploadQueue::serviceGetShareLink(unsigned int id)
         pseudoname = row.value(1).toString();
         uploadKey = row.value(2).toString();
     } else {
-        qDebug() << "[UP]: serviceGetShareLink" << " ERROR! Requested file is not in db" << id;
+        qDebug() << "[UP]: serviceGetShareLink"
+                 << " ERROR! Requested file is not in db" << id;
     }
     service_action = "get_short_url";
     service_file_id = id;
@@ -103,8 +104,9 @@ void UploadQueue::serviceSlotFinished()
         }
     }
     for (const auto& entry : reply.entries)
-        qDebug().noquote() << "[UP]:" << "serviceSlotFinished" << "[" + entry.first + "] = "
-                           << ServiceReply::logValue(entry.first, entry.second);
+        qDebug().noquote() << "[UP]:"
+                           << "serviceSlotFinished"
+                           << "[" + entry.first + "] = " << ServiceReply::logValue(entry.first, entry.second);
     dropServiceReply();
 
     QMap<QString, QString> map = reply.map();
@@ -152,13 +154,15 @@ void UploadQueue::handleUploadUrlReply(QMap<QString, QString>& map, bool good)
                     "SELECT `file_id` FROM `files` WHERE `file_uploaded`='false'  AND `file_toupload`='true' ORDER BY "
                     "`file_id` ASC LIMIT 1;");
                 const uint lastId = pending.next() ? pending.value(0).toUInt() : 0;
-                qDebug() << "[UP]:" << "serviceSlotFinished" << " user deactualized, last file_id:" << lastId;
+                qDebug() << "[UP]:"
+                         << "serviceSlotFinished"
+                         << " user deactualized, last file_id:" << lastId;
             }
         }
         if (map.contains("upload_key"))
             serviceUploadKey = map.value("upload_key");
-        qDebug().noquote() << "[UP]: serviceUploadURL: " << serviceUploadURL << ", serviceUploadKey: "
-                           << serviceUploadKey;
+        qDebug().noquote() << "[UP]: serviceUploadURL: " << serviceUploadURL
+                           << ", serviceUploadKey: " << serviceUploadKey;
         if (good && !serviceUploadURL.isEmpty())
             uploadChunkNext();
         else if (good)
@@ -167,8 +171,7 @@ void UploadQueue::handleUploadUrlReply(QMap<QString, QString>& map, bool good)
     }
     if (good && map.size() >= 2)
         host()->setUserInfo2(map, service_action);
-    qDebug().noquote() << "[UP]: serviceUploadURL: " << serviceUploadURL << ", serviceUploadKey: "
-                       << serviceUploadKey;
+    qDebug().noquote() << "[UP]: serviceUploadURL: " << serviceUploadURL << ", serviceUploadKey: " << serviceUploadKey;
     if (good)
         finishRun(127);
 }
@@ -194,19 +197,17 @@ void UploadQueue::badAnswerTail()
     finishRun(127);
 }
 
-void UploadQueue::serviceSlotReadyRead()
-{
-}
+void UploadQueue::serviceSlotReadyRead() {}
 
 void UploadQueue::serviceSlotError(QNetworkReply::NetworkError code)
 {
     serviceTimer.stop();
-    qDebug() << "[UP]:" << "serviceSlotError" << QMetaEnum::fromType<QNetworkReply::NetworkError>().valueToKey(code);
+    qDebug() << "[UP]:"
+             << "serviceSlotError" << QMetaEnum::fromType<QNetworkReply::NetworkError>().valueToKey(code);
     if (aborted)
         qDebug() << "[UP]: this request been aborted!";
     if (service_reply) {
-        qDebug() << "[UP]: Reply String:"
-                 << service_reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+        qDebug() << "[UP]: Reply String:" << service_reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
         qDebug().noquote() << "[UP]: Eror String:" << service_reply->errorString();
         ReplyLog::details(service_reply);
         dropServiceReply();
@@ -218,7 +219,8 @@ void UploadQueue::serviceSlotError(QNetworkReply::NetworkError code)
 
 void UploadQueue::serviceSlotSslErrors(QList<QSslError> errors)
 {
-    qDebug() << "[UP]:" << "serviceSlotSslErrors" << errors;
+    qDebug() << "[UP]:"
+             << "serviceSlotSslErrors" << errors;
     if (service_action == "get_upload_url" || service_action == "get_user")
         finishRun(0);
     dropServiceReply();
@@ -227,7 +229,8 @@ void UploadQueue::serviceSlotSslErrors(QList<QSslError> errors)
 
 void UploadQueue::serviceTimeout()
 {
-    qDebug() << "[UP]:" << "serviceTimeout";
+    qDebug() << "[UP]:"
+             << "serviceTimeout";
     aborted = true;
     // The reply goes without a finished signal, so a run waiting for a link
     // or a removal stays marked as running.
@@ -238,6 +241,7 @@ void UploadQueue::serviceTimeout()
 
 void UploadQueue::serviceProxyAuthRequired(QNetworkProxy proxy, QAuthenticator* auth)
 {
-    qDebug() << "[UP]:" << "serviceProxyAuthRequired" << proxy.hostName() << proxy.port();
+    qDebug() << "[UP]:"
+             << "serviceProxyAuthRequired" << proxy.hostName() << proxy.port();
     host()->serviceProxyAuthRequired(proxy, auth);
 }

@@ -54,6 +54,5 @@ void showDatabaseCritical(const QString& title, const QString& text, QMessageBox
     // on a box there either, since the main thread may be waiting for it.
     qWarning().noquote() << "[SQL]:" << title << text;
     QMetaObject::invokeMethod(
-        app, [title, text, button]() { QMessageBox::critical(nullptr, title, text, button); },
-        Qt::QueuedConnection);
+        app, [title, text, button]() { QMessageBox::critical(nullptr, title, text, button); }, Qt::QueuedConnection);
 }

@@ -8,7 +8,8 @@
 #include <QSqlQuery>
 
 MediaDatabaseUpgrade::MediaDatabaseUpgrade(const QSqlDatabase& db, const QString& settingsPath)
-    : m_db(db), m_settingsPath(settingsPath)
+    : m_db(db)
+    , m_settingsPath(settingsPath)
 {
 }
 
@@ -50,9 +51,13 @@ void MediaDatabaseUpgrade::createFreshTables() const
 {
     // These two lines fire when the statement worked; support knows them in
     // that sense, so they stay as they are.
-    if (exec("create table segments (file_id unsigned int,seg_pos unsigned int,seg_size unsigned int,seg_uploaded bool);"))
+    if (exec("create table segments (file_id unsigned int,seg_pos unsigned int,seg_size unsigned int,seg_uploaded "
+             "bool);"))
         qDebug() << "[SQL]: segments table creation failed";
-    if (exec("create table files (file_name varchar(128),file_id unsigned int,file_created unsigned long,file_size unsigned int,file_uploaded bool,file_preview  varchar(128),file_finalized bool,file_toupload bool,file_duration unsigned int,file_pseudoname varchar(128),file_uploadkey varchar(32),file_preview_uploaded bool);"))
+    if (exec("create table files (file_name varchar(128),file_id unsigned int,file_created unsigned long,file_size "
+             "unsigned int,file_uploaded bool,file_preview  varchar(128),file_finalized bool,file_toupload "
+             "bool,file_duration unsigned int,file_pseudoname varchar(128),file_uploadkey "
+             "varchar(32),file_preview_uploaded bool);"))
         qDebug() << "[SQL]: files table creation failed";
 }
 
@@ -83,8 +88,9 @@ bool MediaDatabaseUpgrade::prepareOldTables()
     // Both columns are tried even when the first one could not be added.
     const bool keyAdded = addMissingFilesColumn("file_uploadkey", "[SQL]: adding file_uploadkey to files",
                                                 "ALTER TABLE files ADD COLUMN file_uploadkey varchar(32)");
-    const bool previewAdded = addMissingFilesColumn("file_preview_uploaded", "[SQL]: adding file_preview_uploaded to files",
-                                                    "ALTER TABLE files ADD COLUMN file_preview_uploaded bool");
+    const bool previewAdded =
+        addMissingFilesColumn("file_preview_uploaded", "[SQL]: adding file_preview_uploaded to files",
+                              "ALTER TABLE files ADD COLUMN file_preview_uploaded bool");
     return keyAdded && previewAdded;
 }
 
@@ -97,11 +103,13 @@ void MediaDatabaseUpgrade::removeWebViewState() const
 
 void MediaDatabaseUpgrade::widenSegments() const
 {
-    if (!exec("create table segments_rename (file_id unsigned int,seg_pos unsigned long,seg_size unsigned int,seg_uploaded bool,seg_id int NOT NULL DEFAULT '-1');")) {
+    if (!exec("create table segments_rename (file_id unsigned int,seg_pos unsigned long,seg_size unsigned "
+              "int,seg_uploaded bool,seg_id int NOT NULL DEFAULT '-1');")) {
         qDebug() << "[SQL]: new segments table creation failed";
         return;
     }
-    if (exec("INSERT INTO segments_rename SELECT `file_id`,`seg_pos`,`seg_size`,`seg_uploaded`,`seg_id` FROM `segments`;")) {
+    if (exec("INSERT INTO segments_rename SELECT `file_id`,`seg_pos`,`seg_size`,`seg_uploaded`,`seg_id` FROM "
+             "`segments`;")) {
         exec("DROP TABLE `segments`;");
         exec("ALTER TABLE `segments_rename` RENAME TO `segments`");
     } else {
@@ -114,11 +122,18 @@ void MediaDatabaseUpgrade::widenFiles() const
 {
     // The declared types without a blank are what the file keeps from now on;
     // the point is a 64-bit file_size.
-    if (!exec("CREATE TABLE `files_rename` ( `file_name`\tvarchar(128), `file_id`\tunsignedint, `file_created`\tunsignedlong, `file_size`\tunsignedlong, `file_uploaded`\tbool, `file_preview`\tvarchar(128), `file_finalized`\tbool, `file_toupload`\tbool, `file_duration`\tunsignedint, `file_pseudoname`\tvarchar(128), `file_uploadkey`\tvarchar(32), `file_preview_uploaded`\tbool, `file_segments_count`\tunsignedint NOT NULL DEFAULT '0' );")) {
+    if (!exec("CREATE TABLE `files_rename` ( `file_name`\tvarchar(128), `file_id`\tunsignedint, "
+              "`file_created`\tunsignedlong, `file_size`\tunsignedlong, `file_uploaded`\tbool, "
+              "`file_preview`\tvarchar(128), `file_finalized`\tbool, `file_toupload`\tbool, "
+              "`file_duration`\tunsignedint, `file_pseudoname`\tvarchar(128), `file_uploadkey`\tvarchar(32), "
+              "`file_preview_uploaded`\tbool, `file_segments_count`\tunsignedint NOT NULL DEFAULT '0' );")) {
         qDebug() << "[SQL]: new files table creation failed";
         return;
     }
-    if (exec("INSERT INTO files_rename SELECT `file_name`,`file_id`,`file_created`,`file_size`,`file_uploaded`,`file_preview`,`file_finalized`,`file_toupload`,`file_duration`,`file_pseudoname`,`file_uploadkey`,`file_preview_uploaded`,`file_segments_count` FROM `files`;")) {
+    if (exec("INSERT INTO files_rename SELECT "
+             "`file_name`,`file_id`,`file_created`,`file_size`,`file_uploaded`,`file_preview`,`file_finalized`,`file_"
+             "toupload`,`file_duration`,`file_pseudoname`,`file_uploadkey`,`file_preview_uploaded`,`file_segments_"
+             "count` FROM `files`;")) {
         exec("PRAGMA foreign_keys");
         exec("PRAGMA foreign_keys = \"0\";");
         exec("DROP TABLE `files`;");
@@ -146,7 +161,8 @@ void MediaDatabaseUpgrade::runFrom(int version)
         writeVersion(54);
         [[fallthrough]];
     case 54:
-        exec("create table deletion_queue (file_id unsigned int,file_name varchar(128),file_preview  varchar(128),file_pseudoname varchar(128),file_uploadkey varchar(32),file_preview_uploaded bool);");
+        exec("create table deletion_queue (file_id unsigned int,file_name varchar(128),file_preview  "
+             "varchar(128),file_pseudoname varchar(128),file_uploadkey varchar(32),file_preview_uploaded bool);");
         writeVersion(55);
         [[fallthrough]];
     case 55:
@@ -164,7 +180,6 @@ void MediaDatabaseUpgrade::runFrom(int version)
         exec("ALTER TABLE files ADD COLUMN file_preview_gif bool NOT NULL DEFAULT 'false'");
         writeVersion(currentVersion);
         break;
-    default:
-        break;
+    default: break;
     }
 }

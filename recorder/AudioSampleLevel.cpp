@@ -13,22 +13,22 @@ namespace {
 
 // Per-format rules: the value of silence, how a sample is scaled, and what it
 // adds to the level sum.
-struct U8Rule {
+struct U8Rule
+{
     using T = uint8_t;
     static T zero() { return 128; }
-    static T scale(T s, int level)
-    {
-        return static_cast<T>(std::clamp((s - 128) * level / 100, -128, 127) + 128);
-    }
+    static T scale(T s, int level) { return static_cast<T>(std::clamp((s - 128) * level / 100, -128, 127) + 128); }
     static double weight(T s) { return std::abs(s - 128) * (1.0 / 128); }
 };
-struct S16Rule {
+struct S16Rule
+{
     using T = int16_t;
     static T zero() { return 0; }
     static T scale(T s, int level) { return static_cast<T>(std::clamp(s * level / 100, -32768, 32767)); }
     static double weight(T s) { return std::abs(static_cast<int>(s)) * (1.0 / 32768); }
 };
-struct S32Rule {
+struct S32Rule
+{
     using T = int32_t;
     static T zero() { return 0; }
     static T scale(T s, int level)
@@ -39,7 +39,8 @@ struct S32Rule {
     static double weight(T s) { return std::fabs(static_cast<double>(s)) * std::ldexp(1.0, -32); }
 };
 template <typename F>
-struct FloatRule {
+struct FloatRule
+{
     using T = F;
     static T zero() { return 0; }
     static T scale(T s, int level) { return s * level / 100; }
@@ -78,22 +79,15 @@ int AudioSampleLevel::apply(AVFrame* frame, bool mute, int level, double& meanLe
     if ((mute || level != 100) && av_frame_make_writable(frame) < 0)
         return -1;
     switch (av_get_packed_sample_fmt(format)) {
-    case AV_SAMPLE_FMT_U8:
-        meanLevel = processPlanes<U8Rule>(frame, planes, samplesPerPlane, mute, level);
-        return 0;
-    case AV_SAMPLE_FMT_S16:
-        meanLevel = processPlanes<S16Rule>(frame, planes, samplesPerPlane, mute, level);
-        return 0;
-    case AV_SAMPLE_FMT_S32:
-        meanLevel = processPlanes<S32Rule>(frame, planes, samplesPerPlane, mute, level);
-        return 0;
+    case AV_SAMPLE_FMT_U8: meanLevel = processPlanes<U8Rule>(frame, planes, samplesPerPlane, mute, level); return 0;
+    case AV_SAMPLE_FMT_S16: meanLevel = processPlanes<S16Rule>(frame, planes, samplesPerPlane, mute, level); return 0;
+    case AV_SAMPLE_FMT_S32: meanLevel = processPlanes<S32Rule>(frame, planes, samplesPerPlane, mute, level); return 0;
     case AV_SAMPLE_FMT_FLT:
         meanLevel = processPlanes<FloatRule<float>>(frame, planes, samplesPerPlane, mute, level);
         return 0;
     case AV_SAMPLE_FMT_DBL:
         meanLevel = processPlanes<FloatRule<double>>(frame, planes, samplesPerPlane, mute, level);
         return 0;
-    default:
-        return -1;
+    default: return -1;
     }
 }

@@ -26,7 +26,8 @@ int AudioStreamDecoder::open(const QString& name, AVFormatContext* input, CodecC
         qCritical().noquote() << name << " bad codec! " << av_get_media_type_string(stream->codecpar->codec_type);
         return AVERROR(EINVAL);
     }
-    qDebug().noquote() << name << " finding stream" << index << "info with codec:" << avcodec_get_name(stream->codecpar->codec_id);
+    qDebug().noquote() << name << " finding stream" << index
+                       << "info with codec:" << avcodec_get_name(stream->codecpar->codec_id);
     const AVCodec* codec = avcodec_find_decoder(stream->codecpar->codec_id);
     if (!codec) {
         qCritical("%s Failed to find decoder for stream #%u\n", prefix.constData(), index);
@@ -38,7 +39,8 @@ int AudioStreamDecoder::open(const QString& name, AVFormatContext* input, CodecC
         return -1;
     }
     if (avcodec_parameters_to_context(decoder.get(), stream->codecpar) < 0) {
-        qCritical("%s Failed to copy decoder parameters to input decoder context for stream #%u\n", prefix.constData(), index);
+        qCritical("%s Failed to copy decoder parameters to input decoder context for stream #%u\n", prefix.constData(),
+                  index);
         return -1;
     }
     qDebug().noquote() << name << " opening codec";

@@ -3,7 +3,6 @@
 #include "CrashReport.h"
 #include "FFmpegResources.h"
 
-
 // The encoders' common steps: a frame in, every packet that is ready out.
 namespace EncoderPackets {
 

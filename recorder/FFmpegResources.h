@@ -27,30 +27,38 @@ extern "C" {
 #error "The recording engine needs FFmpeg 5.1 or newer"
 #endif
 
-struct AVFrameDeleter {
+struct AVFrameDeleter
+{
     void operator()(AVFrame* f) const { av_frame_free(&f); }
 };
-struct AVPacketDeleter {
+struct AVPacketDeleter
+{
     void operator()(AVPacket* p) const { av_packet_free(&p); }
 };
 // An input context is closed (it owns its I/O); an output context is only
 // freed, since its custom I/O belongs to whoever created it.
-struct AVInputFormatContextDeleter {
+struct AVInputFormatContextDeleter
+{
     void operator()(AVFormatContext* c) const { avformat_close_input(&c); }
 };
-struct AVOutputFormatContextDeleter {
+struct AVOutputFormatContextDeleter
+{
     void operator()(AVFormatContext* c) const { avformat_free_context(c); }
 };
-struct AVCodecContextDeleter {
+struct AVCodecContextDeleter
+{
     void operator()(AVCodecContext* c) const { avcodec_free_context(&c); }
 };
-struct AVFilterGraphDeleter {
+struct AVFilterGraphDeleter
+{
     void operator()(AVFilterGraph* g) const { avfilter_graph_free(&g); }
 };
-struct SwsContextDeleter {
+struct SwsContextDeleter
+{
     void operator()(SwsContext* c) const { sws_freeContext(c); }
 };
-struct SwrContextDeleter {
+struct SwrContextDeleter
+{
     void operator()(SwrContext* c) const { swr_free(&c); }
 };
 

@@ -15,7 +15,8 @@ constexpr float kOpacity = 0.5f;
 const uint8_t kYellow[3] = {255, 255, 0};
 
 // Byte places of red, green and blue in one pixel, and the pixel's size.
-struct PackedRgb {
+struct PackedRgb
+{
     int offset[3] = {0, 0, 0};
     int step = 0;
 };

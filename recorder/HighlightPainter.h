@@ -21,5 +21,5 @@ public:
     static bool canPaint(AVPixelFormat format);
 
 private:
-    bool warned = false;   // an unpaintable format is reported once
+    bool warned = false; // an unpaintable format is reported once
 };

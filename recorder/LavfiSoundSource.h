@@ -6,7 +6,8 @@
 
 // A lavfi graph standing in for the system sound (a test tone, silence),
 // paced to real time and delivered as 16-bit samples.
-class LavfiSoundSource : public SystemSoundSource {
+class LavfiSoundSource : public SystemSoundSource
+{
 public:
     // `name` is "lavfi:<graph>".
     explicit LavfiSoundSource(const QByteArray& name);

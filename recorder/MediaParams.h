@@ -8,7 +8,8 @@ extern "C" {
 #include <cstdint>
 
 // Picture parameters handed between capture, session and encoder.
-struct VideoParams {
+struct VideoParams
+{
     int width = 0;
     int height = 0;
     AVRational timeBase{0, 1};
@@ -18,10 +19,11 @@ struct VideoParams {
 };
 
 // Sound parameters handed between the sources, the session and the mixer.
-struct AudioParams {
+struct AudioParams
+{
     int sampleRate = 0;
     int channels = 0;
-    uint64_t channelLayout = 0;   // classic channel mask; 0 means "default for channels"
+    uint64_t channelLayout = 0; // classic channel mask; 0 means "default for channels"
     AVRational timeBase{0, 1};
     AVSampleFormat sampleFormat = AV_SAMPLE_FMT_NONE;
 };

@@ -29,8 +29,7 @@ namespace OutputSql {
 bool finalizedFileExists(quint32 fileId)
 {
     QSqlQuery query(connectionForCurrentThread());
-    query.exec(QString("SELECT _rowid_ FROM `files` WHERE `file_id`='%1' AND `file_finalized`='true';")
-                   .arg(fileId));
+    query.exec(QString("SELECT _rowid_ FROM `files` WHERE `file_id`='%1' AND `file_finalized`='true';").arg(fileId));
     return query.next();
 }
 
@@ -39,9 +38,8 @@ void insertFile(const QString& fileName, quint32 fileId, bool toUpload)
     // One pass of arg() so that a '%' in a file name is never taken for a placeholder.
     execute(QString("insert into files values('%1', %2, %3, %4, 'false', '%5', 'false', '%6', '0', '%7', '%8', "
                     "'false', '0', 'true')")
-                .arg(sqlText(fileName), QString::number(fileId),
-                     QString::number(QDateTime::currentSecsSinceEpoch()), QString::number(0),
-                     sqlText(fileName + ".jpg"), toUpload ? QString("true") : QString("false"),
+                .arg(sqlText(fileName), QString::number(fileId), QString::number(QDateTime::currentSecsSinceEpoch()),
+                     QString::number(0), sqlText(fileName + ".jpg"), toUpload ? QString("true") : QString("false"),
                      sqlText(pseudoName(fileName)), sqlText(QString())));
 }
 

@@ -58,7 +58,9 @@ namespace {
 void stopAfterWriteError(OutputState& state)
 {
     if (state.session && state.session->running) {
-        qWarning() << "[MUX]:" << "write_packet" << "stopping the recording after a write error";
+        qWarning() << "[MUX]:"
+                   << "write_packet"
+                   << "stopping the recording after a write error";
         state.session->running = 0;
     }
 }
@@ -68,21 +70,28 @@ int write_packet(void* opaque, uint8_t* buf, int size)
 {
     auto* state = static_cast<OutputState*>(opaque);
     if (size < 1 || size > kTraceLimit)
-        qDebug().nospace() << "[MUX]:" << "write_packet" << " pos:" << state->position
-                           << " << file size:" << getFileSize(*state) << " size:" << size;
+        qDebug().nospace() << "[MUX]:"
+                           << "write_packet"
+                           << " pos:" << state->position << " << file size:" << getFileSize(*state) << " size:" << size;
     if (size > kRefuseLimit) {
-        qWarning() << "[MUX]:" << "write_packet" << "ERROR: too large segment!!!" << size;
+        qWarning() << "[MUX]:"
+                   << "write_packet"
+                   << "ERROR: too large segment!!!" << size;
         return 0;
     }
     if (size < 0) {
-        qWarning() << "[MUX]:" << "write_packet" << "negative size!!!!";
+        qWarning() << "[MUX]:"
+                   << "write_packet"
+                   << "negative size!!!!";
         return 0;
     }
     if (size > 0) {
         const size_t written = state->file ? fwrite(buf, size_t(size), 1, state->file) : 0;
         if (written != 1) {
             const int err = errno;
-            qWarning().nospace() << "[MUX]:" << "write_packet" << "write error: " << written << " to write: " << size
+            qWarning().nospace() << "[MUX]:"
+                                 << "write_packet"
+                                 << "write error: " << written << " to write: " << size
                                  << "ferror: " << (state->file ? ferror(state->file) : -1)
                                  << " error:" << strerror(err);
             stopAfterWriteError(*state);
@@ -94,8 +103,10 @@ int write_packet(void* opaque, uint8_t* buf, int size)
     // buffered bytes are flushed; such a write gets no row and ends the recording.
     if (!commitFile(state->file)) {
         const int err = errno;
-        qWarning().nospace() << "[MUX]:" << "write_packet" << "write error: " << 0 << " to write: " << size
-                             << "ferror: " << ferror(state->file) << " error:" << strerror(err);
+        qWarning().nospace() << "[MUX]:"
+                             << "write_packet"
+                             << "write error: " << 0 << " to write: " << size << "ferror: " << ferror(state->file)
+                             << " error:" << strerror(err);
         stopAfterWriteError(*state);
         return 0;
     }

@@ -10,12 +10,13 @@ class ffmpegMux;
 // The media file being written by the muxer. There is exactly one of these per
 // process, which is why only one recording can run at a time. Its address is
 // the opaque value of the custom AVIO context, so write_packet finds it there.
-struct OutputState {
-    quint32 fileId = 0;          // file_id of the file
-    quint32 segmentNumber = 0;   // seg_id of the next segment; ends as the segment count
-    QString path;                // full path of the file
-    FILE* file = nullptr;        // appended to by write_packet
-    quint64 position = 0;        // offset where the next segment starts
+struct OutputState
+{
+    quint32 fileId = 0;           // file_id of the file
+    quint32 segmentNumber = 0;    // seg_id of the next segment; ends as the segment count
+    QString path;                 // full path of the file
+    FILE* file = nullptr;         // appended to by write_packet
+    quint64 position = 0;         // offset where the next segment starts
     ffmpegMux* session = nullptr; // owner; null is an error
 };
 

@@ -20,7 +20,8 @@ bool PointerProbe::query(State& out)
     if (!connection.isOpen())
         return false;
     xcb_connection_t* c = connection.handle();
-    xcb_query_pointer_reply_t* reply = xcb_query_pointer_reply(c, xcb_query_pointer(c, connection.rootWindow()), nullptr);
+    xcb_query_pointer_reply_t* reply =
+        xcb_query_pointer_reply(c, xcb_query_pointer(c, connection.rootWindow()), nullptr);
     if (!reply)
         return false;
     if (reply->same_screen) {

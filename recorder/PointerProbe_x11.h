@@ -14,7 +14,8 @@ public:
     static constexpr int kLeftButton = 1;
     static constexpr int kRightButton = 2;
 
-    struct State {
+    struct State
+    {
         int x = -1;
         int y = -1;
         int buttons = 0;

@@ -5,7 +5,8 @@
 namespace {
 
 // What one introspection request gives back, filled by its callback.
-struct InfoReply {
+struct InfoReply
+{
     bool done = false;
     bool found = false;
     pa_sample_spec sampleFormat{};

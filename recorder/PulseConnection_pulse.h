@@ -8,7 +8,8 @@
 // thread that uses it: every call below blocks until the server has answered
 // or the time limit has passed. Objects made on the connection (streams) are
 // served by iterate().
-class PulseConnection {
+class PulseConnection
+{
 public:
     explicit PulseConnection(const char* clientName);
     ~PulseConnection();

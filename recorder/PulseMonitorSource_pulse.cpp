@@ -7,7 +7,8 @@ namespace {
 constexpr int kFragmentMs = 10;
 } // namespace
 
-PulseMonitorSource::PulseMonitorSource() : connection("Orlune system sound")
+PulseMonitorSource::PulseMonitorSource()
+    : connection("Orlune system sound")
 {
 }
 
@@ -62,7 +63,8 @@ int PulseMonitorSource::open(AudioParams& out)
         || !connection.runUntil([this] { return pa_stream_get_state(stream) == PA_STREAM_READY || !streamGood(); },
                                 3000)
         || pa_stream_get_state(stream) != PA_STREAM_READY) {
-        qWarning() << "[WASA]: Failed to initialize audio client." << pa_strerror(pa_context_errno(connection.context()));
+        qWarning() << "[WASA]: Failed to initialize audio client."
+                   << pa_strerror(pa_context_errno(connection.context()));
         return -1;
     }
     format = AudioParams{};

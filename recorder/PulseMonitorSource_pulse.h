@@ -6,7 +6,8 @@
 // What the machine plays: the monitor of the sound server's default sink,
 // recorded as 16-bit samples at the sink's own rate and channel count. A
 // monitor delivers during silence too, so the stream has no gaps.
-class PulseMonitorSource : public SystemSoundSource {
+class PulseMonitorSource : public SystemSoundSource
+{
 public:
     PulseMonitorSource();
     ~PulseMonitorSource() override;

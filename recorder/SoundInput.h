@@ -28,7 +28,8 @@ bool isServerSource(const AVFormatContext* input);
 // estimate: they run up to a second ahead of the samples while a stream
 // starts and jitter by a fragment after that, which the mixer's drift
 // correction would turn into gaps and a wavering pitch.
-class SampleClock {
+class SampleClock
+{
 public:
     // Replaces the packet's pts and dts; packets of other inputs stay as they are.
     void restamp(AVPacket* packet, const AVFormatContext* input);

@@ -51,8 +51,8 @@ int SoundInput::open(const char* name, InputFormatContextPtr& input, const char*
         return openWith(nullptr, nullptr, &options, input);
     const QByteArray text(name);
     if (text.startsWith("anullsrc"))
-        return openWith(CaptureInputName::pacedLavfiGraph("lavfi:" + text, "arealtime").constData(), "lavfi",
-                        &options, input);
+        return openWith(CaptureInputName::pacedLavfiGraph("lavfi:" + text, "arealtime").constData(), "lavfi", &options,
+                        input);
     if (CaptureInputName::isLavfi(text))
         return openWith(CaptureInputName::pacedLavfiGraph(text, "arealtime").constData(), "lavfi", &options, input);
 

@@ -7,7 +7,8 @@
 
 // Where the system sound thread reads from: blocks of interleaved 16-bit
 // samples as the output plays them. Used by one thread only.
-class SystemSoundSource {
+class SystemSoundSource
+{
 public:
     virtual ~SystemSoundSource() = default;
 

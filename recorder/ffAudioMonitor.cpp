@@ -17,7 +17,8 @@ constexpr unsigned long kOpenDelayMs = 200;
 constexpr unsigned long kEmptyReadMs = 2;
 } // namespace
 
-ffAudioMonitor::ffAudioMonitor(QObject* parent) : QThread(parent)
+ffAudioMonitor::ffAudioMonitor(QObject* parent)
+    : QThread(parent)
 {
 }
 
@@ -90,7 +91,8 @@ int ffAudioMonitor::openInput()
     QThread::msleep(kOpenDelayMs);
     int ret = SoundInput::open(device[0] ? device : nullptr, inputContext, kName);
     if (ret < 0) {
-        qCritical() << "[AMON]: Cannot open input file:" << device << ", ctx: " << static_cast<void*>(inputContext.get());
+        qCritical() << "[AMON]: Cannot open input file:" << device
+                    << ", ctx: " << static_cast<void*>(inputContext.get());
         if (ret == AVERROR(EIO))
             qCritical() << "[AMON]: Audio is disabled";
         return ret;
@@ -99,8 +101,8 @@ int ffAudioMonitor::openInput()
         qCritical() << "[AMON]: Can't open audio";
         return -1;
     }
-    ret = AudioStreamDecoder::open(kName, inputContext.get(), decoder,
-                                   !SoundInput::isServerSource(inputContext.get()), "[AMON]");
+    ret = AudioStreamDecoder::open(kName, inputContext.get(), decoder, !SoundInput::isServerSource(inputContext.get()),
+                                   "[AMON]");
     if (ret < 0) {
         closeInput();
         return ret;

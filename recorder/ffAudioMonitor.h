@@ -13,7 +13,8 @@
 // Use: setDevice (or open_input_device with the name), start; stop by
 // clearing `running` and waiting. run opens the input itself when the owner
 // has not opened it yet.
-class ffAudioMonitor : public QThread {
+class ffAudioMonitor : public QThread
+{
     Q_OBJECT
 public:
     explicit ffAudioMonitor(QObject* parent = nullptr);
@@ -37,7 +38,7 @@ public:
     int started = 0;
     double meanLevel = 0.0; // 0..1, written by this thread only
     bool mute = false;
-    int level = 100;        // percent
+    int level = 100; // percent
     bool ready = false;
     char device[1024] = {0};
     InputFormatContextPtr inputContext;

@@ -27,7 +27,11 @@ QSize ffThumbCreator::previewSize(int width, int height)
 }
 
 ffThumbCreator::ffThumbCreator(QObject* parent, int maxFrames_, int width, int height, AVPixelFormat format)
-    : QThread(parent), srcWidth(width), srcHeight(height), srcFormat(format), maxFrames(maxFrames_)
+    : QThread(parent)
+    , srcWidth(width)
+    , srcHeight(height)
+    , srcFormat(format)
+    , maxFrames(maxFrames_)
 {
     const QSize size = previewSize(width, height);
     dstWidth = size.width();
@@ -35,8 +39,8 @@ ffThumbCreator::ffThumbCreator(QObject* parent, int maxFrames_, int width, int h
     av_image_fill_linesizes(dstLinesize, AV_PIX_FMT_RGBA, dstWidth);
 
     if (width > 0 && height > 0 && dstWidth > 0 && dstHeight > 0)
-        scaler = sws_getContext(srcWidth, srcHeight, srcFormat, dstWidth, dstHeight, AV_PIX_FMT_RGBA,
-                                SWS_BICUBIC, nullptr, nullptr, nullptr);
+        scaler = sws_getContext(srcWidth, srcHeight, srcFormat, dstWidth, dstHeight, AV_PIX_FMT_RGBA, SWS_BICUBIC,
+                                nullptr, nullptr, nullptr);
     if (!scaler)
         qWarning() << "[TC]: no scaler for" << width << "x" << height << "format" << int(format);
 

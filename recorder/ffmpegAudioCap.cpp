@@ -19,7 +19,8 @@ constexpr unsigned long kReadSleepStartMs = 2;
 constexpr unsigned long kReadSleepMaxMs = 10;
 } // namespace
 
-ffmpegAudioCap::ffmpegAudioCap(QObject* parent) : QThread(parent)
+ffmpegAudioCap::ffmpegAudioCap(QObject* parent)
+    : QThread(parent)
 {
 }
 
@@ -57,12 +58,13 @@ int ffmpegAudioCap::openInput(const char* deviceName)
     int ret = SoundInput::open(deviceName, inputContext, name.toUtf8().constData());
     if (ret >= 0)
         return ret;
-    qCritical().noquote() << name << " Cannot open input file:" << deviceName << ", ctx: "
-                          << static_cast<void*>(inputContext.get());
+    qCritical().noquote() << name << " Cannot open input file:" << deviceName
+                          << ", ctx: " << static_cast<void*>(inputContext.get());
     if (ret != AVERROR(EIO))
         return ret;
 
-    const QString what = name == QLatin1String("[ASYS]:") ? QStringLiteral("System Sound") : QStringLiteral("Microphone");
+    const QString what =
+        name == QLatin1String("[ASYS]:") ? QStringLiteral("System Sound") : QStringLiteral("Microphone");
     emit audioPopup(streamIndexOut(),
                     QString("<h2>WARNING! %1 recording is disabled.</h2><br/><p>To enable it go to Settings and click "
                             "on the input icon.</p>")
@@ -146,7 +148,8 @@ int ffmpegAudioCap::initFilters()
         return ret;
     }
     sourceContext = avfilter_graph_get_filter(filterGraph.get(), "Parsed_abuffer_0");
-    sinkContext = avfilter_graph_get_filter(filterGraph.get(), QByteArray("Parsed_abuffersink_") + QByteArray::number(sinkNumber));
+    sinkContext = avfilter_graph_get_filter(filterGraph.get(),
+                                            QByteArray("Parsed_abuffersink_") + QByteArray::number(sinkNumber));
     if (!sourceContext || !sinkContext) {
         qCritical().noquote() << name << " Cannot configure graph ret=" << AVERROR(ENOMEM);
         sentryCaptureError("[ACAP]", "Cannot configure graph");
@@ -204,7 +207,8 @@ int ffmpegAudioCap::getFrameFromFilter(AVFrame** outFrame)
             return ret;
         if (AudioSampleLevel::apply(*outFrame, mute, level, meanLevel) < 0) {
             qWarning().noquote() << name << "Unknown sample format "
-                       << av_get_sample_fmt_name(static_cast<AVSampleFormat>((*outFrame)->format)) << " MUTE[<<<<]:" << mute;
+                                 << av_get_sample_fmt_name(static_cast<AVSampleFormat>((*outFrame)->format))
+                                 << " MUTE[<<<<]:" << mute;
             av_frame_unref(*outFrame);
             return -1;
         }
@@ -229,7 +233,8 @@ int ffmpegAudioCap::feedFrame(AVFrame* frame)
         return 0;
     }
     if (lastPts != 0 && static_cast<uint64_t>(frame->pts) <= lastPts) {
-        qDebug().noquote() << name << " bad PTS [" << 0 << ", " << 0 << "], discard fame! " << frame->pts << " <=" << lastPts;
+        qDebug().noquote() << name << " bad PTS [" << 0 << ", " << 0 << "], discard fame! " << frame->pts
+                           << " <=" << lastPts;
         return 0;
     }
     lastPts = static_cast<uint64_t>(frame->pts);
@@ -281,8 +286,10 @@ void ffmpegAudioCap::run()
                 sampleClock.restamp(packet.get(), inputContext.get());
                 ret = AudioStreamDecoder::sendPacket(inputContext.get(), decoder.get(), packet.get());
                 if (ret < 0 && ret != AVERROR(EAGAIN)) {
-                    qCritical().noquote() << name << " Fatal error sending packet to decoder: " << ffErrorString(ret) << "(" << ret << ")";
-                    sentryCaptureError("[ACAP]", QString("Error submitting packet to decoder: %1").arg(ffErrorString(ret)));
+                    qCritical().noquote() << name << " Fatal error sending packet to decoder: " << ffErrorString(ret)
+                                          << "(" << ret << ")";
+                    sentryCaptureError("[ACAP]",
+                                       QString("Error submitting packet to decoder: %1").arg(ffErrorString(ret)));
                     break;
                 }
                 while (running && !fatal) {
@@ -295,7 +302,8 @@ void ffmpegAudioCap::run()
                         break;
                     }
                     if (ret < 0) {
-                        qCritical().noquote() << name << " Decoding failed: " << ffErrorString(ret) << "(" << ret << ")";
+                        qCritical().noquote()
+                            << name << " Decoding failed: " << ffErrorString(ret) << "(" << ret << ")";
                         sentryCaptureError("[ACAP]", QString("Decoding failed: %1").arg(ffErrorString(ret)));
                         running = 0;
                         fatal = true;

@@ -17,7 +17,8 @@
 // with "anullsrc" is the silent substitute; "lavfi:<graph>" a test tone. A
 // source that is missing or refused counts as disabled (-5): the user gets
 // audioPopup and the silent substitute takes its place.
-class ffmpegAudioCap : public QThread {
+class ffmpegAudioCap : public QThread
+{
     Q_OBJECT
 public:
     explicit ffmpegAudioCap(QObject* parent = nullptr);
@@ -42,9 +43,9 @@ public:
     uint64_t lastPts = 0;
     bool ptsSeen = false;
     int64_t firstPts = 0;
-    double meanLevel = 0.0;   // 0..1, of the last block, after mute and level
+    double meanLevel = 0.0; // 0..1, of the last block, after mute and level
     bool mute = false;
-    int level = 100;          // percent
+    int level = 100; // percent
     QString name = QStringLiteral("[ACAP]:");
     bool ready = false;
     bool go = false;

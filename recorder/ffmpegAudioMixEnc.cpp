@@ -16,7 +16,8 @@ constexpr int kBlockSamples = 1024;
 constexpr int kFiltersPerInput = 5;
 } // namespace
 
-ffmpegAudioMixEnc::ffmpegAudioMixEnc(QObject* parent) : QThread(parent)
+ffmpegAudioMixEnc::ffmpegAudioMixEnc(QObject* parent)
+    : QThread(parent)
 {
 }
 
@@ -36,14 +37,18 @@ int ffmpegAudioMixEnc::addToOutput(AVFormatContext* ctx, int index, AudioParams&
     qDebug() << "[AMIX]: addToOutput: " << index;
     AVStream* stream = avformat_new_stream(ctx, nullptr);
     if (!stream) {
-        qCritical() << "[AMIX]:" << "addToOutput" << "Failed allocating output stream";
+        qCritical() << "[AMIX]:"
+                    << "addToOutput"
+                    << "Failed allocating output stream";
         sentryCaptureFatal("[AMIX]", "Failed allocating output stream");
         return AVERROR_UNKNOWN;
     }
     stream->id = index;
     const AVCodec* codec = avcodec_find_encoder(AV_CODEC_ID_AAC);
     if (!codec) {
-        qCritical() << "[AMIX]:" << "addToOutput" << "Necessary encoder not found";
+        qCritical() << "[AMIX]:"
+                    << "addToOutput"
+                    << "Necessary encoder not found";
         sentryCaptureFatal("[AMIX]", "Necessary encoder not found");
         return AVERROR_INVALIDDATA;
     }
@@ -160,7 +165,8 @@ int ffmpegAudioMixEnc::init_audio_filters(const AudioParams* inputs, int count, 
 
 void ffmpegAudioMixEnc::freeUnused()
 {
-    qDebug() << "[AMIX]:" << "freeUnused";
+    qDebug() << "[AMIX]:"
+             << "freeUnused";
     QMutexLocker lock(&queueLock);
     filterGraph.reset();
     codecContext.reset();
@@ -191,7 +197,8 @@ void ffmpegAudioMixEnc::passAudioToMixEnc(void* f, int stream_index)
         if (AVFilterContext* source = sourceContexts[stream_index]) {
             const int ret = av_buffersrc_add_frame(source, frame);
             if (ret < 0)
-                qCritical() << "[AMIX]: Error while feeding the filtergraph ret:" << ret << "errstr:" << ffErrorString(ret);
+                qCritical() << "[AMIX]: Error while feeding the filtergraph ret:" << ret
+                            << "errstr:" << ffErrorString(ret);
         }
         queueCondition.wakeAll();
     }
@@ -238,7 +245,8 @@ void ffmpegAudioMixEnc::run()
                 int ret;
                 {
                     QMutexLocker lock(&queueLock);
-                    ret = sinkContext ? av_buffersink_get_samples(sinkContext, frame.get(), kBlockSamples) : AVERROR(EINVAL);
+                    ret = sinkContext ? av_buffersink_get_samples(sinkContext, frame.get(), kBlockSamples)
+                                      : AVERROR(EINVAL);
                 }
                 if (ret < 0) {
                     if (ret == AVERROR_EOF)

@@ -10,7 +10,8 @@
 // Mixes up to two sound sources and encodes one AAC track. passAudioToMixEnc
 // runs on the GUI thread and feeds the graph; the run loop takes blocks of
 // 1024 samples out of it, encodes them and emits the packets by frameEncoded.
-class ffmpegAudioMixEnc : public QThread {
+class ffmpegAudioMixEnc : public QThread
+{
     Q_OBJECT
 public:
     explicit ffmpegAudioMixEnc(QObject* parent = nullptr);
@@ -28,8 +29,8 @@ public:
     int streamIndex = 1;
     int running = 0;
     int started = 0;
-    bool ready = false;   // unused here; every worker carries the five flags
-    bool go = false;      // unused here
+    bool ready = false; // unused here; every worker carries the five flags
+    bool go = false;    // unused here
     AVFilterContext* sinkContext = nullptr;
     AVFilterContext* sourceContexts[2] = {nullptr, nullptr};
     int inputCount = 0;

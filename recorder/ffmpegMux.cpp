@@ -48,12 +48,9 @@ ffmpegMux::~ffmpegMux()
 ffmpegMux::QualityClass ffmpegMux::qualityClass(int hd_rec)
 {
     switch (hd_rec) {
-    case 1:
-        return {2100, 128000, 1920, 1200, true};
-    case 2:
-        return {3200, 128000, 3840, 2400, true};
-    default:
-        return {1100, 64000, 1280, 800, false};
+    case 1: return {2100, 128000, 1920, 1200, true};
+    case 2: return {3200, 128000, 3840, 2400, true};
+    default: return {1100, 64000, 1280, 800, false};
     }
 }
 
@@ -78,8 +75,8 @@ void ffmpegMux::limitVideoSize(int& width, int& height, int maxWidth, int maxHei
         height -= 1;
 }
 
-void ffmpegMux::setInputOutput(const char* vdev, const char* adev, const QString& out, unsigned int fileId,
-                               QString dir, int hd_rec)
+void ffmpegMux::setInputOutput(const char* vdev, const char* adev, const QString& out, unsigned int fileId, QString dir,
+                               int hd_rec)
 {
     qDebug().nospace() << "[MUX]: vdev: " << vdev << "(ddagrab:" << ddagrabInput << "), adev: " << adev
                        << " out: " << out << " hd_rec:" << hd_rec;
@@ -119,7 +116,9 @@ void ffmpegMux::setMute(bool val)
     micMute = val;
     if (acap)
         acap->mute = val;
-    qDebug() << "[MUX]:" << "setMute" << " MUTE:" << val;
+    qDebug() << "[MUX]:"
+             << "setMute"
+             << " MUTE:" << val;
 }
 
 void ffmpegMux::setMikeLevel(int val)
@@ -127,7 +126,9 @@ void ffmpegMux::setMikeLevel(int val)
     micLevel = val;
     if (acap)
         acap->level = val;
-    qDebug() << "[MUX]:" << "setMikeLevel" << " MIKE:" << val;
+    qDebug() << "[MUX]:"
+             << "setMikeLevel"
+             << " MIKE:" << val;
 }
 
 void ffmpegMux::setSys(bool val)
@@ -146,7 +147,9 @@ void ffmpegMux::setSysLevel(int val)
 
 void ffmpegMux::handleAudioPopup(int devid, QString msg)
 {
-    qDebug() << "[MUX]:" << "handleAudioPopup" << "devid:" << devid << ", msg:" << msg;
+    qDebug() << "[MUX]:"
+             << "handleAudioPopup"
+             << "devid:" << devid << ", msg:" << msg;
     emit AudioPopup(devid, msg);
 }
 
@@ -208,7 +211,9 @@ void ffmpegMux::stopStartedSources()
 
 void ffmpegMux::runExit(int ret, int reason)
 {
-    qDebug() << "[MUX]:" << "runExit" << "ret:" << ret << ", reason:" << reason;
+    qDebug() << "[MUX]:"
+             << "runExit"
+             << "ret:" << ret << ", reason:" << reason;
     disconnect(acap, &ffmpegAudioCap::audioPopup, this, &ffmpegMux::handleAudioPopup);
     disconnect(asys, &pulseAudioLoopback::audioPopup, this, &ffmpegMux::handleAudioPopup);
     stopStartedSources();
@@ -220,4 +225,3 @@ void ffmpegMux::runExit(int ret, int reason)
         emit recordingFailed(reason);
     freeUnused();
 }
-

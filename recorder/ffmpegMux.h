@@ -26,7 +26,8 @@ class ffmpegMux : public QThread
 
 public:
     // What setInputOutput derives from the quality class of a recording.
-    struct QualityClass {
+    struct QualityClass
+    {
         int bitrateFactor;
         int audioBitRate;
         int maxWidth;
@@ -65,7 +66,8 @@ public:
     int started = 0;
     QString outputName;
     unsigned int continueFileId = 0;
-    struct {
+    struct
+    {
         bool flv = false;
         bool hls = false;
         bool dash = false;
@@ -117,7 +119,8 @@ private:
     enum Component { ACAP = 0x01, ASYS = 0x02, AMIX = 0x04, VCAP = 0x08, VENC = 0x10, ASIL = 0x20 };
 
     // What one run has learnt about its sources, and why it ended.
-    struct RunState {
+    struct RunState
+    {
         bool micLost = false;
         bool sysLost = false;
         bool asilDied = false;

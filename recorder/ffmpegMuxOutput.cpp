@@ -76,7 +76,8 @@ void freeOutputContext(AVFormatContext* ctx)
 int ffmpegMux::open_output_dest(const QString& fileName, unsigned int continueId)
 {
     const char* formatName = outputFormat.flv ? "flv" : outputFormat.hls ? "hls" : outputFormat.dash ? "dash" : "mp4";
-    qDebug() << "[MUX]: " << "open_output_dest";
+    qDebug() << "[MUX]: "
+             << "open_output_dest";
 
     outputState = OutputState{};
     outputState.session = this;
@@ -86,8 +87,10 @@ int ffmpegMux::open_output_dest(const QString& fileName, unsigned int continueId
         // Deliberately not fatal: write_packet then refuses every write, and
         // the muxer's error ends the recording.
         const int err = errno;
-        qCritical().nospace() << "[MUX]: " << "file error: " << strerror(err);
-        qCritical().nospace() << "[MUX]: " << "Could not open file '" << outputState.path << "'";
+        qCritical().nospace() << "[MUX]: "
+                              << "file error: " << strerror(err);
+        qCritical().nospace() << "[MUX]: "
+                              << "Could not open file '" << outputState.path << "'";
     }
 
     srand(unsigned(time(nullptr)));
@@ -118,7 +121,9 @@ int ffmpegMux::open_output_dest(const QString& fileName, unsigned int continueId
 
     AVIOContext* avio = avio_alloc_context(buffer, kOutputBufferSize, 1, &outputState, nullptr, write_packet, nullptr);
     if (!avio) {
-        qWarning() << "[MUX]: " << "open_output_dest" << "avio_ctx allocation failed";
+        qWarning() << "[MUX]: "
+                   << "open_output_dest"
+                   << "avio_ctx allocation failed";
         av_free(buffer);
         return AVERROR(ENOMEM);
     }
@@ -126,14 +131,17 @@ int ffmpegMux::open_output_dest(const QString& fileName, unsigned int continueId
     AVFormatContext* ctx = nullptr;
     const int allocResult = avformat_alloc_output_context2(&ctx, nullptr, formatName, nullptr);
     if (!ctx) {
-        qWarning() << "[MUX]: " << "Could not create output context";
+        qWarning() << "[MUX]: "
+                   << "Could not create output context";
         av_freep(&avio->buffer);
         avio_context_free(&avio);
         return allocResult < 0 ? allocResult : AVERROR_UNKNOWN;
     }
     ctx->pb = avio;
     ctx->flags |= AVFMT_FLAG_CUSTOM_IO;
-    qDebug() << "[MUX]: " << "open_output_dest" << "avio & afvormat ctx allocated";
+    qDebug() << "[MUX]: "
+             << "open_output_dest"
+             << "avio & afvormat ctx allocated";
 
     setMuxerOptions(ctx, formatName);
 
@@ -141,12 +149,15 @@ int ffmpegMux::open_output_dest(const QString& fileName, unsigned int continueId
     venc->addToOutput(ctx, 0, videoOut);
     amix->addToOutput(ctx, venc ? 1 : 0, audioOut);
 
-    qDebug() << "[MUX]: " << "open_output_dest" << "output format:" << formatName;
+    qDebug() << "[MUX]: "
+             << "open_output_dest"
+             << "output format:" << formatName;
     av_dump_format(ctx, 0, QFile::encodeName(outputState.path).constData(), 1);
 
     const int ret = avformat_write_header(ctx, nullptr);
     if (ret < 0) {
-        qWarning() << "[MUX]: " << "open_output_dest"
+        qWarning() << "[MUX]: "
+                   << "open_output_dest"
                    << "Error occurred when opening output file: can't write header";
         freeOutputContext(ctx);
         return ret;
@@ -160,8 +171,8 @@ void ffmpegMux::handleEncodedFrame(void* p_enc_pkt)
     auto* packet = static_cast<AVPacket*>(p_enc_pkt);
     // Read once: the session thread nulls the field to make queued packets drop.
     AVFormatContext* ctx = outputContext;
-    if (!packet || !ctx || packet->stream_index < 0 || unsigned(packet->stream_index) >= ctx->nb_streams ||
-        !ctx->streams[packet->stream_index]) {
+    if (!packet || !ctx || packet->stream_index < 0 || unsigned(packet->stream_index) >= ctx->nb_streams
+        || !ctx->streams[packet->stream_index]) {
         av_packet_free(&packet);
         return;
     }
@@ -194,8 +205,10 @@ void ffmpegMux::handleEncodedFrame(void* p_enc_pkt)
 void ffmpegMux::finishOutput(AVFormatContext* ctx)
 {
     qDebug() << "[MUX]: av_write_trailer...";
-    qDebug().nospace() << "[MUX]:" << "write_packet" << " pos:" << outputState.position
-                       << " << file size:" << getFileSize(outputState) << " size:" << 0;
+    qDebug().nospace() << "[MUX]:"
+                       << "write_packet"
+                       << " pos:" << outputState.position << " << file size:" << getFileSize(outputState)
+                       << " size:" << 0;
     commitFile(outputState.file);
     av_write_trailer(ctx);
 

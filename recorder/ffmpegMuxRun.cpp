@@ -77,8 +77,7 @@ void ffmpegMux::run()
         runExit(filtersResult, 2);
         return;
     }
-    qDebug().nospace() << "[MUX]: filters inited (" << vcap->streamCount + (audioInputs > 0 ? 1 : 0)
-                       << " streams)...";
+    qDebug().nospace() << "[MUX]: filters inited (" << vcap->streamCount + (audioInputs > 0 ? 1 : 0) << " streams)...";
 
     connectWorkers();
     running = 1;
@@ -154,10 +153,11 @@ void ffmpegMux::startSystemSound()
         ++polls;
     }
     if (polls >= kSilencePolls || asil->isFinished()) {
-        const QString text = QString("ASIL: Silence player timeouted:%1/%2, isFinished:%3! Recording could be unstable!")
-                                 .arg(polls)
-                                 .arg(kSilencePolls)
-                                 .arg(asil->isFinished() ? "true" : "false");
+        const QString text =
+            QString("ASIL: Silence player timeouted:%1/%2, isFinished:%3! Recording could be unstable!")
+                .arg(polls)
+                .arg(kSilencePolls)
+                .arg(asil->isFinished() ? "true" : "false");
         qWarning() << "[MUX]" << text;
         sentryCaptureWarning("[MUX]", text);
     }
@@ -238,7 +238,8 @@ void ffmpegMux::connectWorkers()
         connect(asys, &pulseAudioLoopback::passAudioToMixEnc, amix, &ffmpegAudioMixEnc::passAudioToMixEnc);
     connect(amix, &ffmpegAudioMixEnc::frameEncoded, this, &ffmpegMux::handleEncodedFrame);
     amix->start(QThread::HighestPriority);
-    qDebug() << "[MUX]:" << " av threads started...";
+    qDebug() << "[MUX]:"
+             << " av threads started...";
 }
 
 bool ffmpegMux::sourcesGo(int ticks)

@@ -41,8 +41,8 @@ void setEncoderOptions(AVDictionary** options, const QByteArray& name, bool hw)
 } // namespace
 
 ffmpegVCodecTest::ffmpegVCodecTest(QObject* parent)
-    : QThread(parent),
-      codecs{{"h264_mf", true}, {"h264_mf", false}, {"libopenh264", false}, {"libx264", false}}
+    : QThread(parent)
+    , codecs{{"h264_mf", true}, {"h264_mf", false}, {"libopenh264", false}, {"libx264", false}}
 {
 }
 

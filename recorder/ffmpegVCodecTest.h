@@ -8,15 +8,17 @@
 // never encodes a frame; opening a hardware encoder can take seconds, which is
 // why this is a thread of its own. The automatic codec choice reads `codecs`
 // once the thread has finished; until then every result reads false.
-class ffmpegVCodecTest : public QThread {
+class ffmpegVCodecTest : public QThread
+{
     Q_OBJECT
 public:
     // One row of the capability table.
-    struct CodecRow {
-        const char* codec;          // encoder name
-        bool isHw;                  // hardware encoding asked for
-        bool maxres = false;        // opened at the largest display size
-        bool fallback1080 = false;  // opened at the size reduced to 1920x1080
+    struct CodecRow
+    {
+        const char* codec;         // encoder name
+        bool isHw;                 // hardware encoding asked for
+        bool maxres = false;       // opened at the largest display size
+        bool fallback1080 = false; // opened at the size reduced to 1920x1080
         // Either size worked.
         bool usable() const { return maxres || fallback1080; }
     };

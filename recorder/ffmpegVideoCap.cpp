@@ -49,7 +49,8 @@ int screenOutputIndex(const QList<QScreen*>& screens, int index)
 }
 } // namespace
 
-ffmpegVideoCap::ffmpegVideoCap(QObject* parent) : QThread(parent)
+ffmpegVideoCap::ffmpegVideoCap(QObject* parent)
+    : QThread(parent)
 {
     avdevice_register_all();
 }
@@ -115,22 +116,25 @@ QString ffmpegVideoCap::ddagrabFilter() const
         const QRect g = screens[display]->geometry();
         if (relative.x() + w > g.width()) {
             const int reduced = g.width() - relative.x();
-            qWarning() << "[VCAP]: Capture width reduced from" << w << "to" << reduced << "to fit within display" << display;
+            qWarning() << "[VCAP]: Capture width reduced from" << w << "to" << reduced << "to fit within display"
+                       << display;
             w = reduced;
         }
         if (relative.y() + h > g.height()) {
             const int reduced = g.height() - relative.y();
-            qWarning() << "[VCAP]: Capture height reduced from" << h << "to" << reduced << "to fit within display" << display;
+            qWarning() << "[VCAP]: Capture height reduced from" << h << "to" << reduced << "to fit within display"
+                       << display;
             h = reduced;
         }
-        qDebug() << "[VCAP]: Using ddagrab with display" << display << "offset:" << relative << "adjusted size:" << QSize(w, h);
+        qDebug() << "[VCAP]: Using ddagrab with display" << display << "offset:" << relative
+                 << "adjusted size:" << QSize(w, h);
     } else {
         qWarning() << "[VCAP]: Display detection failed, using fallback settings";
     }
     const int output = screenOutputIndex(screens, display);
-    const QString filter = QString::asprintf(
-        "ddagrab=video_size=%dx%d:offset_x=%d:offset_y=%d:draw_mouse=1:output_idx=%d:framerate=%d,hwdownload,format=bgra",
-        w, h, relative.x(), relative.y(), output, kCaptureFrameRate);
+    const QString filter = QString::asprintf("ddagrab=video_size=%dx%d:offset_x=%d:offset_y=%d:draw_mouse=1:output_idx="
+                                             "%d:framerate=%d,hwdownload,format=bgra",
+                                             w, h, relative.x(), relative.y(), output, kCaptureFrameRate);
     qDebug() << "[VCAP]: Generated ddagrab filter:" << filter;
     qDebug() << "[VCAP]: Qt screen" << display << "-> ddagrab output_idx" << output;
     return filter;
@@ -146,10 +150,10 @@ QRect ffmpegVideoCap::x11grabRegion(const QByteArray& display) const
         return region;
     X11Connection connection;
     if (!connection.open(display))
-        return region;   // the input's own open reports the display
+        return region; // the input's own open reports the display
     const QRect visible = region.intersected(QRect(QPoint(0, 0), connection.rootSize()));
     if (visible.isEmpty())
-        return region;   // nothing of it on the screen: x11grab says so
+        return region; // nothing of it on the screen: x11grab says so
     if (visible.width() != region.width())
         qWarning() << "[VCAP]: Capture width reduced from" << region.width() << "to" << visible.width()
                    << "to fit within display" << display;
@@ -163,7 +167,8 @@ AVDictionary* ffmpegVideoCap::x11grabOptions(const QRect& region) const
 {
     AVDictionary* options = nullptr;
     if (region.width() > 0 && region.height() > 0)
-        av_dict_set(&options, "video_size", QByteArray::number(region.width()) + "x" + QByteArray::number(region.height()), 0);
+        av_dict_set(&options, "video_size",
+                    QByteArray::number(region.width()) + "x" + QByteArray::number(region.height()), 0);
     av_dict_set(&options, "framerate", QByteArray::number(kCaptureFrameRate), 0);
     av_dict_set(&options, "show_region", "0", 0);
     av_dict_set(&options, "grab_x", QByteArray::number(region.x()), 0);
@@ -199,7 +204,8 @@ int ffmpegVideoCap::open_input_device(const char* deviceName)
         av_dict_free(&options);
         if (ret < 0) {
             if (ddagrabPass) {
-                qWarning() << "[VCAP]: Desktop Duplication API is not avaliable, using GDI instead: " << url << ", ctx: " << ctx;
+                qWarning() << "[VCAP]: Desktop Duplication API is not avaliable, using GDI instead: " << url
+                           << ", ctx: " << ctx;
                 useDdagrab = false;
                 ddagrabPass = false;
                 continue;
@@ -255,12 +261,14 @@ int ffmpegVideoCap::openStreams()
         CodecContextPtr ctx(avcodec_alloc_context3(dec));
         if (!ctx) {
             qCritical("[VCAP]: Failed to allocate the decoder context for stream #%u\n", i);
-            sentryCaptureError("[VCAP]", QString::asprintf("Failed to allocate the decoder context for stream #%u\n", i));
+            sentryCaptureError("[VCAP]",
+                               QString::asprintf("Failed to allocate the decoder context for stream #%u\n", i));
             return AVERROR(ENOMEM);
         }
         int ret = avcodec_parameters_to_context(ctx.get(), stream->codecpar);
         if (ret < 0) {
-            av_log(nullptr, AV_LOG_ERROR, "Failed to copy decoder parameters to input decoder context for stream #%u\n", i);
+            av_log(nullptr, AV_LOG_ERROR, "Failed to copy decoder parameters to input decoder context for stream #%u\n",
+                   i);
             return ret;
         }
         const AVMediaType type = ctx->codec_type;
@@ -270,7 +278,8 @@ int ffmpegVideoCap::openStreams()
             if (ctx->framerate.den == 0)
                 ctx->framerate = av_guess_frame_rate(inputContext.get(), stream, nullptr);
             if (ctx->framerate.den == 0) {
-                qWarning() << "[VCAP]: Unable to find framerate, giving-up by forcing it to 25/1, video timing could be wrong";
+                qWarning()
+                    << "[VCAP]: Unable to find framerate, giving-up by forcing it to 25/1, video timing could be wrong";
                 ctx->framerate = AVRational{kCaptureFrameRate, 1};
             }
         }
@@ -310,7 +319,8 @@ int ffmpegVideoCap::fillVideoParams(VideoParams& out)
 
 void ffmpegVideoCap::freeUnused()
 {
-    qDebug() << "[VCAP]:" << "freeUnused";
+    qDebug() << "[VCAP]:"
+             << "freeUnused";
     delete thumbCreator;
     thumbCreator = nullptr;
     decoders.clear();
@@ -405,7 +415,8 @@ bool ffmpegVideoCap::handleFrame(AVFrame* frame, int streamIndex)
         return false;
     }
     if (ptsSeen && frame->pts <= lastPts) {
-        qDebug() << "[VCAP]: bad PTS [" << streamIndex << ", " << 0 << "], discard frame! " << frame->pts << " <=" << lastPts;
+        qDebug() << "[VCAP]: bad PTS [" << streamIndex << ", " << 0 << "], discard frame! " << frame->pts
+                 << " <=" << lastPts;
         if (ready && go)
             qDebug("[VCAP]: Non-monolitic PTS [%d:%d], discard this frame! %lld <= %lld\n", streamIndex, 0,
                    static_cast<long long>(frame->pts), static_cast<long long>(lastPts));
@@ -499,7 +510,7 @@ void ffmpegVideoCap::run()
                 break;
             }
             if (handleFrame(frame.get(), index)) {
-                frame.release();   // the receiver owns it now
+                frame.release(); // the receiver owns it now
                 frame.reset(av_frame_alloc());
                 if (!frame) {
                     failed = true;

@@ -24,7 +24,8 @@ class ffThumbCreator;
 // With `useDdagrab` set a Desktop Duplication pass is tried first and falls
 // back to x11grab. Frames of an X display carry the pointer's position and
 // buttons, asked of the X server per frame, for the mouse highlight.
-class ffmpegVideoCap : public QThread {
+class ffmpegVideoCap : public QThread
+{
     Q_OBJECT
 public:
     explicit ffmpegVideoCap(QObject* parent = nullptr);
@@ -67,8 +68,8 @@ public:
     int readyCountdown = 10;
     bool go = false;
     int videoStreamIndex = -1;
-    ffThumbCreator* thumbCreator = nullptr;   // owned; runs only during run()
-    std::vector<CodecContextPtr> decoders;   // by stream; null for streams not opened
+    ffThumbCreator* thumbCreator = nullptr; // owned; runs only during run()
+    std::vector<CodecContextPtr> decoders;  // by stream; null for streams not opened
     bool useDdagrab = false;
 
 signals:
@@ -93,8 +94,8 @@ private:
     void stopThumbCreator();
     void markPointer(AVFrame* frame);
 
-    QByteArray x11Display;   // the X display opened; empty for other inputs
-    QPoint grabOrigin;       // top left of what x11grab captures
+    QByteArray x11Display; // the X display opened; empty for other inputs
+    QPoint grabOrigin;     // top left of what x11grab captures
     PointerProbe pointer;
     bool pointerWarned = false;
     MouseHighlight mouseHighlight;

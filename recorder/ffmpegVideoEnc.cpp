@@ -66,7 +66,8 @@ AVDictionary* encoderOptions(const QString& codecName, int quality, bool forceHW
 }
 } // namespace
 
-ffmpegVideoEnc::ffmpegVideoEnc(QObject* parent) : QThread(parent)
+ffmpegVideoEnc::ffmpegVideoEnc(QObject* parent)
+    : QThread(parent)
 {
 }
 
@@ -82,32 +83,41 @@ ffmpegVideoEnc::~ffmpegVideoEnc()
 
 int ffmpegVideoEnc::init_video_codec(QString preferVideoCodec, VideoParams& params, int quality_, bool forceHWAccel_)
 {
-    qDebug() << "[VENC]:" << "init_video_codec" << "preferVideoCodec:" << preferVideoCodec << "quality: " << quality_;
+    qDebug() << "[VENC]:"
+             << "init_video_codec"
+             << "preferVideoCodec:" << preferVideoCodec << "quality: " << quality_;
     codecName = preferVideoCodec.isEmpty() ? QStringLiteral("libx264") : preferVideoCodec;
     quality = quality_ < -1 ? 40 : std::min(quality_, 100);
     forceHWAccel = forceHWAccel_;
 
     codec = avcodec_find_encoder_by_name(codecName.toUtf8().constData());
     if (!codec) {
-        qDebug() << "[VENC]:" << "init_video_codec" << "Necessary encoder " << codecName << " - is not found";
+        qDebug() << "[VENC]:"
+                 << "init_video_codec"
+                 << "Necessary encoder " << codecName << " - is not found";
         for (const char* candidate : kFallbackEncoders) {
-            qDebug() << "[VENC]:" << "init_video_codec" << "Trying" << candidate;
+            qDebug() << "[VENC]:"
+                     << "init_video_codec"
+                     << "Trying" << candidate;
             codecName = QString::fromLatin1(candidate);
             codec = avcodec_find_encoder_by_name(candidate);
             if (codec) {
-                qDebug() << "[VENC]:" << "init_video_codec" << "Using another encoder instead: " << codec->name
-                         << codec->long_name;
+                qDebug() << "[VENC]:"
+                         << "init_video_codec"
+                         << "Using another encoder instead: " << codec->name << codec->long_name;
                 break;
             }
         }
         if (!codec) {
-            qCritical() << "[VENC]:" << "init_video_codec" << "No video encoder is found!";
+            qCritical() << "[VENC]:"
+                        << "init_video_codec"
+                        << "No video encoder is found!";
             sentryCaptureFatal("[VENC]", "Necessary encoder not found");
             return AVERROR_INVALIDDATA;
         }
     }
-    qDebug() << "[VENC]: time_base=" << params.timeBase.num << "/" << params.timeBase.den << ", framerate="
-             << params.frameRate.num << "/" << params.frameRate.den << ", name:" << codec->name
+    qDebug() << "[VENC]: time_base=" << params.timeBase.num << "/" << params.timeBase.den
+             << ", framerate=" << params.frameRate.num << "/" << params.frameRate.den << ", name:" << codec->name
              << ", long_name:" << codec->long_name << ", preferVideoQuality:" << quality
              << ", forceHWAccel:" << forceHWAccel;
 
@@ -174,7 +184,8 @@ int ffmpegVideoEnc::init_video_codec(QString preferVideoCodec, VideoParams& para
             ctx->qmax = std::min(q + 20, 51);
             ctx->qmin = std::max(q - 5, 10);
             ctx->max_qdiff = 5;
-            qDebug() << "[VENC]: Setting H264 qmin/qmax to" << ctx->qmin << "/" << ctx->qmax << "for quality" << quality;
+            qDebug() << "[VENC]: Setting H264 qmin/qmax to" << ctx->qmin << "/" << ctx->qmax << "for quality"
+                     << quality;
         }
     }
     qDebug() << "[VENC]: pixel format: " << av_get_pix_fmt_name(ctx->pix_fmt) << ", bitrate=" << bitRate
@@ -195,7 +206,9 @@ int ffmpegVideoEnc::addToOutput_crop(AVFormatContext* ctx, int index, int width,
         return AVERROR(EINVAL);
     AVStream* stream = avformat_new_stream(ctx, nullptr);
     if (!stream) {
-        qCritical() << "[VENC]:" << "addToOutput_crop" << "Failed allocating output stream";
+        qCritical() << "[VENC]:"
+                    << "addToOutput_crop"
+                    << "Failed allocating output stream";
         sentryCaptureFatal("[VENC]", "Failed allocating output stream");
         return AVERROR_UNKNOWN;
     }
@@ -241,10 +254,11 @@ int ffmpegVideoEnc::init_video_filters(const VideoParams& in, VideoParams& out, 
         sentryCaptureFatal("[VENC]", "Cannot allocate filter graph");
         return AVERROR(ENOMEM);
     }
-    QString graph = QString::asprintf(
-        "buffer=width=%d:height=%d:pix_fmt=%s:time_base=%d/%d:pixel_aspect=%d/%d:frame_rate=%d/%d,fifo,setpts=PTS-STARTPTS,",
-        in.width, in.height, av_get_pix_fmt_name(in.pixelFormat), in.timeBase.num, in.timeBase.den,
-        in.sampleAspectRatio.num, in.sampleAspectRatio.den, in.frameRate.num, in.frameRate.den);
+    QString graph =
+        QString::asprintf("buffer=width=%d:height=%d:pix_fmt=%s:time_base=%d/%d:pixel_aspect=%d/%d:frame_rate=%d/"
+                          "%d,fifo,setpts=PTS-STARTPTS,",
+                          in.width, in.height, av_get_pix_fmt_name(in.pixelFormat), in.timeBase.num, in.timeBase.den,
+                          in.sampleAspectRatio.num, in.sampleAspectRatio.den, in.frameRate.num, in.frameRate.den);
     int sinkNumber = 6;
     // The circle filter is not part of every build of the library; without it
     // passVideoToEnc paints the highlight before the frame enters the graph.
@@ -279,7 +293,8 @@ int ffmpegVideoEnc::init_video_filters(const VideoParams& in, VideoParams& out, 
         sentryCaptureFatal("[VENC]", "graph error: can't open filter_ctx.buffersrc_ctx");
         return AVERROR_UNKNOWN;
     }
-    sinkContext = avfilter_graph_get_filter(filterGraph.get(), QByteArray("Parsed_buffersink_") + QByteArray::number(sinkNumber));
+    sinkContext =
+        avfilter_graph_get_filter(filterGraph.get(), QByteArray("Parsed_buffersink_") + QByteArray::number(sinkNumber));
     if (!sinkContext) {
         qCritical() << "[VENC]: graph error: can't open filter_ctx.buffersink_ctx";
         sentryCaptureFatal("[VENC]", "graph error: can't open filter_ctx.buffersink_ctx");
@@ -290,7 +305,8 @@ int ffmpegVideoEnc::init_video_filters(const VideoParams& in, VideoParams& out, 
 
 void ffmpegVideoEnc::freeUnused()
 {
-    qDebug() << "[VENC]:" << "freeUnused";
+    qDebug() << "[VENC]:"
+             << "freeUnused";
     QMutexLocker lock(&queueLock);
     filterGraph.reset();
     sourceContext = nullptr;
@@ -311,7 +327,8 @@ void ffmpegVideoEnc::passVideoToEnc(void* f, int)
     }
     if (!frame || frame->width < 1 || frame->height < 1 || !frame->data[0]) {
         qWarning("[VENC]: frame:%p, data:%p, width:%d, height:%d", static_cast<void*>(frame),
-                 frame ? static_cast<void*>(frame->data[0]) : nullptr, frame ? frame->width : 0, frame ? frame->height : 0);
+                 frame ? static_cast<void*>(frame->data[0]) : nullptr, frame ? frame->width : 0,
+                 frame ? frame->height : 0);
         if (QObject* s = sender())
             qWarning() << "[VENC]: sender: " << s->objectName();
         else
@@ -326,7 +343,8 @@ void ffmpegVideoEnc::passVideoToEnc(void* f, int)
         if (queued < kMaxQueuedFrames && sourceContext) {
             const int ret = av_buffersrc_add_frame_flags(sourceContext, frame, 0);
             if (ret < 0)
-                qCritical() << "[VENC]: Error while feeding the filtergraph ret:" << ret << "errstr:" << ffErrorString(ret);
+                qCritical() << "[VENC]: Error while feeding the filtergraph ret:" << ret
+                            << "errstr:" << ffErrorString(ret);
             ++queued;
         } else {
             qWarning() << "[VENC]: queue is full! postedEvents: " << 0;

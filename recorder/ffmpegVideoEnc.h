@@ -14,7 +14,8 @@
 // loop drains the graph, encodes, and emits every packet by frameEncoded.
 // With highlightMouse the highlight boxes a frame carries are painted onto it
 // on its way into the graph.
-class ffmpegVideoEnc : public QThread {
+class ffmpegVideoEnc : public QThread
+{
     Q_OBJECT
 public:
     explicit ffmpegVideoEnc(QObject* parent = nullptr);
@@ -38,8 +39,8 @@ public:
     int streamIndex = 0;
     int running = 0;
     int started = 0;
-    bool ready = false;   // unused here; every worker carries the five flags
-    bool go = false;      // unused here
+    bool ready = false; // unused here; every worker carries the five flags
+    bool go = false;    // unused here
     int queued = 0;
     int64_t inFrames = 0;
     int64_t outFrames = 0;

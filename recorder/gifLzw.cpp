@@ -7,7 +7,10 @@ constexpr int kMaxCode = 4095;
 constexpr int kChunkSize = 255;
 } // namespace
 
-gifLzw::gifLzw() : codeTree(size_t(4096) * 256, 0) {}
+gifLzw::gifLzw()
+    : codeTree(size_t(4096) * 256, 0)
+{
+}
 
 void gifLzw::writeBit(uint32_t bit)
 {

@@ -96,12 +96,11 @@ void gifPalette::setLeaf(const uint8_t* pixels, int numPixels, int elt, bool bui
 {
     if (buildForDither && (elt == 1 || elt == (1 << bitDepth) - 1)) {
         const bool smallest = elt == 1;
-        uint8_t extreme[3] = {uint8_t(smallest ? 255 : 0), uint8_t(smallest ? 255 : 0),
-                              uint8_t(smallest ? 255 : 0)};
+        uint8_t extreme[3] = {uint8_t(smallest ? 255 : 0), uint8_t(smallest ? 255 : 0), uint8_t(smallest ? 255 : 0)};
         for (int i = 0; i < numPixels; ++i)
             for (int c = 0; c < 3; ++c)
-                extreme[c] = smallest ? std::min(extreme[c], pixels[i * 4 + c])
-                                      : std::max(extreme[c], pixels[i * 4 + c]);
+                extreme[c] =
+                    smallest ? std::min(extreme[c], pixels[i * 4 + c]) : std::max(extreme[c], pixels[i * 4 + c]);
         r[elt] = extreme[0];
         g[elt] = extreme[1];
         b[elt] = extreme[2];
@@ -150,10 +149,9 @@ void gifPalette::split(uint8_t* pixels, int numPixels, int firstElt, int lastElt
     treeSplitElt[treeNode] = uint8_t(splitCom);
     treeSplit[treeNode] = pixels[subPixelsA * 4 + splitCom];
 
-    split(pixels, subPixelsA, firstElt, splitElt, splitElt - splitDist, splitDist / 2, treeNode * 2,
+    split(pixels, subPixelsA, firstElt, splitElt, splitElt - splitDist, splitDist / 2, treeNode * 2, buildForDither);
+    split(pixels + subPixelsA * 4, subPixelsB, splitElt, lastElt, splitElt + splitDist, splitDist / 2, treeNode * 2 + 1,
           buildForDither);
-    split(pixels + subPixelsA * 4, subPixelsB, splitElt, lastElt, splitElt + splitDist, splitDist / 2,
-          treeNode * 2 + 1, buildForDither);
 }
 
 int gifPalette::closest(int red, int green, int blue) const

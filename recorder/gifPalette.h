@@ -31,8 +31,8 @@ struct gifPalette
     int closest(int red, int green, int blue) const;
 
 private:
-    void split(uint8_t* pixels, int numPixels, int firstElt, int lastElt, int splitElt, int splitDist,
-               int treeNode, bool buildForDither);
+    void split(uint8_t* pixels, int numPixels, int firstElt, int lastElt, int splitElt, int splitDist, int treeNode,
+               bool buildForDither);
     void setLeaf(const uint8_t* pixels, int numPixels, int elt, bool buildForDither);
     void search(int red, int green, int blue, int& bestInd, int& bestDiff, int treeNode) const;
 };

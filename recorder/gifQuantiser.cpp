@@ -47,8 +47,7 @@ void ditherImage(const uint8_t* lastFrame, const uint8_t* nextFrame, uint8_t* ou
             }
 
             const int best = pal.closest(rr, gg, bb);
-            const int32_t error[3] = {pix[0] - (int32_t(pal.r[best]) << 8),
-                                      pix[1] - (int32_t(pal.g[best]) << 8),
+            const int32_t error[3] = {pix[0] - (int32_t(pal.r[best]) << 8), pix[1] - (int32_t(pal.g[best]) << 8),
                                       pix[2] - (int32_t(pal.b[best]) << 8)};
             pix[0] = pal.r[best];
             pix[1] = pal.g[best];
@@ -76,8 +75,8 @@ void ditherImage(const uint8_t* lastFrame, const uint8_t* nextFrame, uint8_t* ou
         outFrame[i] = uint8_t(quant[i]);
 }
 
-void thresholdImage(const uint8_t* lastFrame, const uint8_t* nextFrame, uint8_t* outFrame, int width,
-                    int height, const gifPalette& pal)
+void thresholdImage(const uint8_t* lastFrame, const uint8_t* nextFrame, uint8_t* outFrame, int width, int height,
+                    const gifPalette& pal)
 {
     const int numPixels = width * height;
     for (int i = 0; i < numPixels; ++i) {

@@ -15,7 +15,7 @@ void ditherImage(const uint8_t* lastFrame, const uint8_t* nextFrame, uint8_t* ou
                  const gifPalette& pal);
 
 // Plain nearest-entry mapping, no error diffusion.
-void thresholdImage(const uint8_t* lastFrame, const uint8_t* nextFrame, uint8_t* outFrame, int width,
-                    int height, const gifPalette& pal);
+void thresholdImage(const uint8_t* lastFrame, const uint8_t* nextFrame, uint8_t* outFrame, int width, int height,
+                    const gifPalette& pal);
 
 } // namespace gifQuantiser

@@ -27,8 +27,7 @@ struct gifWriter
     bool begin(const char* fileName, int width, int height);
     // Appends one frame; delay is in hundredths of a second, bitDepth 2 to 8.
     // The frame must have the size given to begin.
-    bool writeFrame(const uint8_t* rgba, int width, int height, int delay, int bitDepth = 8,
-                    bool dither = true);
+    bool writeFrame(const uint8_t* rgba, int width, int height, int delay, int bitDepth = 8, bool dither = true);
     // Writes the trailer, closes the file and frees the previous frame.
     bool end();
 

@@ -16,7 +16,8 @@ class SystemSoundSource;
 // When the source cannot be opened the user gets audioPopup, `deviceOpen`
 // stays clear and fillAudioParams gives 0 after 500 ms, so the session goes
 // on without system sound.
-class pulseAudioLoopback : public QThread {
+class pulseAudioLoopback : public QThread
+{
     Q_OBJECT
 public:
     explicit pulseAudioLoopback(QObject* parent = nullptr);
@@ -32,7 +33,7 @@ public:
 
     double meanLevel = 0.0;
     bool mute = false;
-    int level = 100;   // percent; only 0 versus not 0 counts here
+    int level = 100; // percent; only 0 versus not 0 counts here
     int started = 0;
     bool abort = false;
     QString name = QStringLiteral("[ASYS]:");
@@ -42,9 +43,9 @@ public:
     char* device = nullptr;
     bool deviceOpen = false;
     bool clientStarted = false;
-    QMutex clientLock;   // held by run for its whole life
+    QMutex clientLock; // held by run for its whole life
     int openResult = -1;
-    AudioParams format;  // what the opened source delivers
+    AudioParams format; // what the opened source delivers
 
 signals:
     // Always stream index 1.

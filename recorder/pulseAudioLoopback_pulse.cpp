@@ -16,7 +16,8 @@ constexpr unsigned long kOpenPollMs = 5;
 constexpr unsigned long kEmptyReadUs = 1000;
 } // namespace
 
-pulseAudioLoopback::pulseAudioLoopback(QObject* parent) : QThread(parent)
+pulseAudioLoopback::pulseAudioLoopback(QObject* parent)
+    : QThread(parent)
 {
 }
 
@@ -80,7 +81,8 @@ int pulseAudioLoopback::stopCapture()
 
 void pulseAudioLoopback::freeUnused()
 {
-    qDebug() << "[WASA]: " << "freeUnused";
+    qDebug() << "[WASA]: "
+             << "freeUnused";
     ready = false;
     go = false;
     deviceOpen = false;
@@ -111,7 +113,8 @@ int pulseAudioLoopback::packetStep()
         // The samples are final here: measured only, never scaled.
         if (AudioSampleLevel::apply(frame.get(), false, 100, meanLevel) < 0)
             qWarning().noquote() << name << "Unknown sample format "
-                       << av_get_sample_fmt_name(static_cast<AVSampleFormat>(frame->format)) << " MUTE[<<<<]:" << mute;
+                                 << av_get_sample_fmt_name(static_cast<AVSampleFormat>(frame->format))
+                                 << " MUTE[<<<<]:" << mute;
         if (go && receivers(SIGNAL(passAudioToMixEnc(void*, int))) > 0)
             emit passAudioToMixEnc(frame.release(), 1);
         if (!running)

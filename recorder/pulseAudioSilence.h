@@ -7,7 +7,8 @@
 // monitor source delivers during silence by itself, so this thread only
 // reports `started` and waits for stopPlayer; it keeps its place in the
 // session's start and stop order.
-class pulseAudioSilence : public QThread {
+class pulseAudioSilence : public QThread
+{
     Q_OBJECT
 public:
     explicit pulseAudioSilence(QObject* parent = nullptr);
@@ -18,9 +19,9 @@ public:
 
     int running = 0;
     int started = 0;
-    bool ready = false;   // unused here; every worker carries the five flags
-    bool go = false;      // unused here
-    bool abort = false;   // unused here
+    bool ready = false; // unused here; every worker carries the five flags
+    bool go = false;    // unused here
+    bool abort = false; // unused here
     bool deviceOpen = false;
     bool clientStarted = false;
     QMutex clientLock;

@@ -7,7 +7,8 @@ namespace {
 constexpr unsigned long kPeriodMs = 10;
 } // namespace
 
-pulseAudioSilence::pulseAudioSilence(QObject* parent) : QThread(parent)
+pulseAudioSilence::pulseAudioSilence(QObject* parent)
+    : QThread(parent)
 {
 }
 
@@ -24,7 +25,8 @@ void pulseAudioSilence::stopPlayer()
 
 void pulseAudioSilence::freeUnused()
 {
-    qDebug() << "[WPLY]: " << "freeUnused";
+    qDebug() << "[WPLY]: "
+             << "freeUnused";
     QMutexLocker lock(&clientLock);
     deviceOpen = false;
 }

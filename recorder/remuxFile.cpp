@@ -163,9 +163,8 @@ int remuxFile(const char* in, const char* out, void* ctx, int (*progress)(void*,
                 finished = true;
                 break;
             }
-            const int mapped = unsigned(packet->stream_index) < inputContext->nb_streams
-                                   ? streamMap[packet->stream_index]
-                                   : -1;
+            const int mapped =
+                unsigned(packet->stream_index) < inputContext->nb_streams ? streamMap[packet->stream_index] : -1;
             if (mapped < 0) {
                 av_packet_unref(packet);
                 continue;

@@ -10,8 +10,7 @@
 
 bool AccountPage::handles(const QString& path) const
 {
-    return path == "/account" || path == "/account/" || path.startsWith("/account/") ||
-           path == "/qwebchannel.js";
+    return path == "/account" || path == "/account/" || path.startsWith("/account/") || path == "/qwebchannel.js";
 }
 
 HttpResponse AccountPage::handle(const HttpRequest& request)
@@ -24,14 +23,12 @@ HttpResponse AccountPage::handle(const HttpRequest& request)
     if (!request.isRead())
         return HttpResponse::text(405, "Use GET\n");
     // The channel script is part of the toolkit's web channel library.
-    const QString resource =
-        request.path == "/qwebchannel.js" ? ":/qtwebchannel/qwebchannel.js" : ":/account.html";
+    const QString resource = request.path == "/qwebchannel.js" ? ":/qtwebchannel/qwebchannel.js" : ":/account.html";
     QFile file(resource);
     if (!file.open(QIODevice::ReadOnly))
         return HttpResponse::text(404, "Not found\n");
     return HttpResponse::text(200, file.readAll(),
-                              resource.endsWith(".js") ? "application/javascript"
-                                                       : "text/html; charset=utf-8");
+                              resource.endsWith(".js") ? "application/javascript" : "text/html; charset=utf-8");
 }
 
 HttpResponse AccountPage::submit(const HttpRequest& request, bool signUp)
@@ -49,8 +46,7 @@ HttpResponse AccountPage::submit(const HttpRequest& request, bool signUp)
     else if (!(account = state.accounts.signIn(login, password)))
         error = QStringLiteral("Wrong login or password");
     if (account)
-        answer = {
-            {"result", "OK"}, {"login", account->login}, {"token", account->token}, {"salt", account->salt}};
+        answer = {{"result", "OK"}, {"login", account->login}, {"token", account->token}, {"salt", account->salt}};
     else
         answer = {{"result", "ERROR"}, {"message", error}};
     return HttpResponse::json(account ? 200 : 400, QJsonDocument(answer).toJson(QJsonDocument::Compact));

@@ -11,7 +11,10 @@ struct ServiceState;
 class AccountPage
 {
 public:
-    explicit AccountPage(ServiceState& state) : state(state) {}
+    explicit AccountPage(ServiceState& state)
+        : state(state)
+    {
+    }
 
     bool handles(const QString& path) const;
     HttpResponse handle(const HttpRequest& request);

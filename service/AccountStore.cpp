@@ -10,7 +10,8 @@
 #include <QRandomGenerator>
 #include <QRegularExpression>
 
-AccountStore::AccountStore(const QString& dataDir) : path(QDir(dataDir).filePath("accounts.json"))
+AccountStore::AccountStore(const QString& dataDir)
+    : path(QDir(dataDir).filePath("accounts.json"))
 {
     reloadIfChanged();
 }
@@ -81,8 +82,8 @@ std::optional<Account> AccountStore::signIn(const QString& login, const QString&
 {
     reloadIfChanged();
     for (const Account& a : accounts) {
-        if (a.login.compare(login, Qt::CaseInsensitive) == 0 && !a.passwordHash.isEmpty() &&
-            a.passwordHash == hashPassword(a.salt, password) && a.status != "deleted")
+        if (a.login.compare(login, Qt::CaseInsensitive) == 0 && !a.passwordHash.isEmpty()
+            && a.passwordHash == hashPassword(a.salt, password) && a.status != "deleted")
             return a;
     }
     qInfo().noquote() << "[ACC]: sign-in refused for" << login;

@@ -29,8 +29,8 @@ public:
     std::optional<Account> create(const QString& login, const QString& password, QString* error);
     std::optional<Account> signIn(const QString& login, const QString& password);
     // The token names the account; the hash must be SHA-1 of rand, salt and machine id.
-    Auth authenticate(const QString& token, const QString& rand, const QString& hash,
-                      const QString& machineId, Account* account);
+    Auth authenticate(const QString& token, const QString& rand, const QString& hash, const QString& machineId,
+                      Account* account);
     bool setStatus(const QString& login, const QString& status);
 
     static bool isValidLogin(const QString& login);

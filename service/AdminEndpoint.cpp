@@ -13,8 +13,7 @@ namespace {
 
 HttpResponse jsonReply(int status, const QJsonValue& value)
 {
-    const QJsonDocument doc =
-        value.isArray() ? QJsonDocument(value.toArray()) : QJsonDocument(value.toObject());
+    const QJsonDocument doc = value.isArray() ? QJsonDocument(value.toArray()) : QJsonDocument(value.toObject());
     return HttpResponse::json(status, doc.toJson(QJsonDocument::Indented));
 }
 

@@ -13,7 +13,10 @@ struct ServiceState;
 class AdminEndpoint
 {
 public:
-    explicit AdminEndpoint(ServiceState& state) : state(state) {}
+    explicit AdminEndpoint(ServiceState& state)
+        : state(state)
+    {
+    }
 
     HttpResponse handle(const HttpRequest& request);
 

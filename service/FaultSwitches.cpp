@@ -17,13 +17,13 @@ const FaultKind kinds[] = {
     {"upload_416", false, true},               // 416, no action header, an ordinary phrase
     {"upload_416_action", false, true},        // 416 with X-KVD-FileAction (param action, default 0)
     {"upload_position_mismatch", false, true}, // 416 "Uploaded position mismatch"
-    {"srvid_change", false, true},             // a new X-KVD-SrvID from now on (status=416 to refuse, action=N to demand)
-    {"upload_516", false, true},               // 516 with "This video file is not registered!"
-    {"api_error", true, false},                // result ERROR (param message)
-    {"invalid_token", true, false},            // result ERROR, message "INVALID TOKEN!"
-    {"not_xml", true, false},                  // status 200 with a body that is not XML
-    {"status_500", true, true},                // status 500
-    {"stall", true, true},                     // no answer for param ms (default 600000), then hang up
+    {"srvid_change", false, true},  // a new X-KVD-SrvID from now on (status=416 to refuse, action=N to demand)
+    {"upload_516", false, true},    // 516 with "This video file is not registered!"
+    {"api_error", true, false},     // result ERROR (param message)
+    {"invalid_token", true, false}, // result ERROR, message "INVALID TOKEN!"
+    {"not_xml", true, false},       // status 200 with a body that is not XML
+    {"status_500", true, true},     // status 500
+    {"stall", true, true},          // no answer for param ms (default 600000), then hang up
 };
 
 const FaultKind* kindOf(const QString& name)

@@ -19,10 +19,7 @@ public:
         int remaining = 1;             // below 0: until cleared
         int skip = 0;                  // matching requests let through before the fault applies (option after)
         QMap<QString, QString> params; // options of the fault, and the filters target and action
-        QString param(const QString& key, const QString& fallback = {}) const
-        {
-            return params.value(key, fallback);
-        }
+        QString param(const QString& key, const QString& fallback = {}) const { return params.value(key, fallback); }
     };
 
     // Arms a fault; count 0 disarms it. Unknown names and targets are refused with a reason.

@@ -73,8 +73,7 @@ HttpResponse serve(const HttpRequest& request, const QString& path, const QByteA
     HttpResponse r;
     r.setHeader("Content-Type", contentType.isEmpty() ? contentTypeFor(path) : contentType);
     r.setHeader("Accept-Ranges", "bytes");
-    r.setHeader("Last-Modified",
-                info.lastModified().toUTC().toString("ddd, dd MMM yyyy hh:mm:ss 'GMT'").toLatin1());
+    r.setHeader("Last-Modified", info.lastModified().toUTC().toString("ddd, dd MMM yyyy hh:mm:ss 'GMT'").toLatin1());
     qint64 first = 0, last = size - 1;
     switch (parseRange(request.header("range"), size, &first, &last)) {
     case RangeKind::Unsatisfiable:
@@ -83,8 +82,8 @@ HttpResponse serve(const HttpRequest& request, const QString& path, const QByteA
         return r;
     case RangeKind::Valid:
         r.status = 206;
-        r.setHeader("Content-Range", "bytes " + QByteArray::number(first) + '-' + QByteArray::number(last) +
-                                         '/' + QByteArray::number(size));
+        r.setHeader("Content-Range", "bytes " + QByteArray::number(first) + '-' + QByteArray::number(last) + '/'
+                                         + QByteArray::number(size));
         break;
     case RangeKind::None:
         first = 0;

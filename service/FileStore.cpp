@@ -8,7 +8,9 @@
 #include <QJsonArray>
 #include <QRandomGenerator>
 
-FileStore::FileStore(const QString& dataDir) : dataDir(dataDir), path(QDir(dataDir).filePath("files.json"))
+FileStore::FileStore(const QString& dataDir)
+    : dataDir(dataDir)
+    , path(QDir(dataDir).filePath("files.json"))
 {
     const QJsonArray list = JsonFile::load(path).value("files").toArray();
     for (const auto& v : list)
@@ -66,8 +68,7 @@ bool FileStore::writePreview(StoredFile& file, const QString& ext, const QByteAr
         QFile::remove(previewPath(file));
     file.previewExt = ext;
     QFile out(previewPath(file));
-    if (!out.open(QIODevice::WriteOnly | QIODevice::Truncate) || out.write(bytes) != bytes.size() ||
-        !out.flush()) {
+    if (!out.open(QIODevice::WriteOnly | QIODevice::Truncate) || out.write(bytes) != bytes.size() || !out.flush()) {
         qWarning().noquote() << "[FS]: can't write" << out.fileName() << out.errorString();
         return false;
     }

@@ -14,7 +14,9 @@ constexpr qint64 fileChunk = 256 * 1024;
 } // namespace
 
 HttpConnection::HttpConnection(QTcpSocket* socket, Handler handler, QObject* parent)
-    : QObject(parent), socket(socket), handler(std::move(handler))
+    : QObject(parent)
+    , socket(socket)
+    , handler(std::move(handler))
 {
     socket->setParent(this);
     stallTimer.setSingleShot(true);
@@ -125,10 +127,9 @@ void HttpConnection::respond(const HttpResponse& response, bool headOnly)
         stallTimer.start(response.stallMs);
         return;
     }
-    QByteArray out =
-        "HTTP/1.1 " + QByteArray::number(response.status) + ' ' +
-        (response.phrase.isEmpty() ? HttpResponse::standardPhrase(response.status) : response.phrase) +
-        "\r\n";
+    QByteArray out = "HTTP/1.1 " + QByteArray::number(response.status) + ' '
+                     + (response.phrase.isEmpty() ? HttpResponse::standardPhrase(response.status) : response.phrase)
+                     + "\r\n";
     for (const auto& h : response.headers)
         out += h.first + ": " + h.second + "\r\n";
     out += "Content-Length: " + QByteArray::number(response.contentLength()) + "\r\n";

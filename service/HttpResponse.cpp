@@ -43,33 +43,19 @@ HttpResponse HttpResponse::stall(int ms)
 QByteArray HttpResponse::standardPhrase(int status)
 {
     switch (status) {
-    case 200:
-        return "OK";
-    case 204:
-        return "No Content";
-    case 206:
-        return "Partial Content";
-    case 302:
-        return "Found";
-    case 400:
-        return "Bad Request";
-    case 403:
-        return "Forbidden";
-    case 404:
-        return "Not Found";
-    case 405:
-        return "Method Not Allowed";
-    case 411:
-        return "Length Required";
-    case 413:
-        return "Payload Too Large";
-    case 416:
-        return "Range Not Satisfiable";
-    case 500:
-        return "Internal Server Error";
-    case 501:
-        return "Not Implemented";
-    default:
-        return "Status";
+    case 200: return "OK";
+    case 204: return "No Content";
+    case 206: return "Partial Content";
+    case 302: return "Found";
+    case 400: return "Bad Request";
+    case 403: return "Forbidden";
+    case 404: return "Not Found";
+    case 405: return "Method Not Allowed";
+    case 411: return "Length Required";
+    case 413: return "Payload Too Large";
+    case 416: return "Range Not Satisfiable";
+    case 500: return "Internal Server Error";
+    case 501: return "Not Implemented";
+    default: return "Status";
     }
 }

@@ -3,7 +3,8 @@
 #include <QTcpSocket>
 
 HttpServer::HttpServer(HttpConnection::Handler handler, QObject* parent)
-    : QObject(parent), handler(std::move(handler))
+    : QObject(parent)
+    , handler(std::move(handler))
 {
     connect(&server, &QTcpServer::newConnection, this, &HttpServer::acceptPending);
 }

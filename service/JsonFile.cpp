@@ -21,12 +21,11 @@ QJsonObject load(const QString& path)
     const QJsonDocument doc = QJsonDocument::fromJson(file.readAll(), &error);
     if (!doc.isObject()) {
         // Keep the damaged file aside so that the next write can't destroy what it holds.
-        const QString aside =
-            path + ".damaged-" + QDateTime::currentDateTimeUtc().toString("yyyyMMddhhmmsszzz");
+        const QString aside = path + ".damaged-" + QDateTime::currentDateTimeUtc().toString("yyyyMMddhhmmsszzz");
         file.close();
         QFile::rename(path, aside);
-        qWarning().noquote() << "[SRV]: damaged JSON in" << path << error.errorString() << "- moved to"
-                             << aside << "and starting empty";
+        qWarning().noquote() << "[SRV]: damaged JSON in" << path << error.errorString() << "- moved to" << aside
+                             << "and starting empty";
         return {};
     }
     return doc.object();

@@ -35,21 +35,15 @@ HttpResponse ServiceApi::handle(const HttpRequest& request)
     Account account;
     switch (state.accounts.authenticate(request.param("user_token"), request.param("user_rand"),
                                         request.param("user_hash"), request.param("machine_id"), &account)) {
-    case AccountStore::Auth::UnknownToken:
-        return xml({{"result", "ERROR"}, {"message", "INVALID TOKEN!"}});
-    case AccountStore::Auth::BadHash:
-        return xml({{"result", "ERROR"}, {"message", "NOT AUTHORIZED!"}});
+    case AccountStore::Auth::UnknownToken: return xml({{"result", "ERROR"}, {"message", "INVALID TOKEN!"}});
+    case AccountStore::Auth::BadHash: return xml({{"result", "ERROR"}, {"message", "NOT AUTHORIZED!"}});
     case AccountStore::Auth::Deleted:
         return xml({{"result", "ERROR"}, {"status", "deleted"}, {"message", "Account deleted"}});
-    case AccountStore::Auth::Ok:
-        break;
+    case AccountStore::Auth::Ok: break;
     }
 
     if (action == "get_user")
-        return xml({{"result", "OK"},
-                    {"status", account.status},
-                    {"name", account.login},
-                    {"login", account.login}});
+        return xml({{"result", "OK"}, {"status", account.status}, {"name", account.login}, {"login", account.login}});
     if (action == "get_upload_url")
         return getUploadUrl(request);
     if (action == "get_short_url")
@@ -68,8 +62,7 @@ HttpResponse ServiceApi::faultReply(const FaultSwitches::Fault& fault)
                                   "text/html; charset=utf-8");
     if (fault.name == "invalid_token")
         return xml({{"result", "ERROR"}, {"message", "INVALID TOKEN!"}});
-    return xml(
-        {{"result", "ERROR"}, {"message", fault.param("message", "Service is temporarily unavailable")}});
+    return xml({{"result", "ERROR"}, {"message", fault.param("message", "Service is temporarily unavailable")}});
 }
 
 HttpResponse ServiceApi::getUploadUrl(const HttpRequest& request)

@@ -15,7 +15,10 @@ struct ServiceState;
 class ServiceApi
 {
 public:
-    explicit ServiceApi(ServiceState& state) : state(state) {}
+    explicit ServiceApi(ServiceState& state)
+        : state(state)
+    {
+    }
 
     HttpResponse handle(const HttpRequest& request);
 

@@ -8,7 +8,12 @@
 #include <QUrl>
 
 ServiceRouter::ServiceRouter(ServiceState& state)
-    : state(state), api(state), upload(state), accountPage(state), updates(state), admin(state)
+    : state(state)
+    , api(state)
+    , upload(state)
+    , accountPage(state)
+    , updates(state)
+    , admin(state)
 {
 }
 
@@ -63,8 +68,8 @@ HttpResponse ServiceRouter::shortLink(const HttpRequest& request)
         return FileDownload::serve(request, state.files.previewPath(*file));
     if (parts.size() > 1)
         return HttpResponse::text(404, "No such link\n");
-    HttpResponse r = FileDownload::serve(request, state.files.mediaPath(*file),
-                                         FileDownload::contentTypeFor(file->fileName));
+    HttpResponse r =
+        FileDownload::serve(request, state.files.mediaPath(*file), FileDownload::contentTypeFor(file->fileName));
     const QString name = file->pseudoName.isEmpty() ? file->fileName : file->pseudoName;
     r.setHeader("Content-Disposition", "inline; filename*=UTF-8''" + QUrl::toPercentEncoding(name));
     return r;

@@ -13,7 +13,12 @@ struct HttpRequest;
 // switches, the upload server's identity, and a short journal of requests.
 struct ServiceState
 {
-    explicit ServiceState(const QString& dataDir) : dataDir(dataDir), accounts(dataDir), files(dataDir) {}
+    explicit ServiceState(const QString& dataDir)
+        : dataDir(dataDir)
+        , accounts(dataDir)
+        , files(dataDir)
+    {
+    }
 
     QString dataDir;
     AccountStore accounts;

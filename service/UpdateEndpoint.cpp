@@ -18,8 +18,7 @@ const QString downloadsPrefix = QStringLiteral("/downloads/");
 
 bool UpdateEndpoint::handles(const QString& path) const
 {
-    return path == feedPath || path == logPath || path == "/download/uploadlogs" ||
-           path.startsWith(downloadsPrefix);
+    return path == feedPath || path == logPath || path == "/download/uploadlogs" || path.startsWith(downloadsPrefix);
 }
 
 HttpResponse UpdateEndpoint::handle(const HttpRequest& request)
@@ -43,8 +42,7 @@ HttpResponse UpdateEndpoint::storeLog(const HttpRequest& request)
     bool ok = false;
     const qint64 length = request.param("length").toLongLong(&ok);
     if (request.body.isEmpty() || (ok && length != request.body.size())) {
-        qWarning().noquote() << "[LOG]: refused log upload of" << request.body.size() << "bytes, length"
-                             << length;
+        qWarning().noquote() << "[LOG]: refused log upload of" << request.body.size() << "bytes, length" << length;
         return HttpResponse::text(400, "Length mismatch\n");
     }
     QString name = QFileInfo(request.param("file_name")).fileName();
@@ -53,8 +51,7 @@ HttpResponse UpdateEndpoint::storeLog(const HttpRequest& request)
     name = QDateTime::currentDateTimeUtc().toString("yyyyMMdd-hhmmsszzz_") + name;
     QDir().mkpath(QDir(state.dataDir).filePath("logs"));
     QSaveFile file(QDir(state.dataDir).filePath("logs/" + name));
-    if (!file.open(QIODevice::WriteOnly) || file.write(request.body) != request.body.size() ||
-        !file.commit()) {
+    if (!file.open(QIODevice::WriteOnly) || file.write(request.body) != request.body.size() || !file.commit()) {
         qWarning().noquote() << "[LOG]: can't store" << name << file.errorString();
         return HttpResponse::text(500, "Storage failure\n");
     }

@@ -11,7 +11,10 @@ struct ServiceState;
 class UpdateEndpoint
 {
 public:
-    explicit UpdateEndpoint(ServiceState& state) : state(state) {}
+    explicit UpdateEndpoint(ServiceState& state)
+        : state(state)
+    {
+    }
 
     bool handles(const QString& path) const;
     HttpResponse handle(const HttpRequest& request);

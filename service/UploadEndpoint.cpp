@@ -78,9 +78,9 @@ HttpResponse UploadEndpoint::handleRange(const HttpRequest& request)
 {
 
     Account account;
-    if (state.accounts.authenticate(request.param("user_token"), request.param("user_rand"),
-                                    request.param("user_hash"), request.param("machine_id"),
-                                    &account) != AccountStore::Auth::Ok)
+    if (state.accounts.authenticate(request.param("user_token"), request.param("user_rand"), request.param("user_hash"),
+                                    request.param("machine_id"), &account)
+        != AccountStore::Auth::Ok)
         return refuse(403, "Not authorized");
 
     const quint32 fileId = request.param("file_id").toUInt();
@@ -90,8 +90,7 @@ HttpResponse UploadEndpoint::handleRange(const HttpRequest& request)
     const qint64 length = request.param("length").toLongLong(&ok);
     if (!ok || length != request.body.size())
         return refuse(400, "Length mismatch");
-    const QString md5 =
-        QString::fromLatin1(QCryptographicHash::hash(request.body, QCryptographicHash::Md5).toHex());
+    const QString md5 = QString::fromLatin1(QCryptographicHash::hash(request.body, QCryptographicHash::Md5).toHex());
     if (md5.compare(request.param("md5val"), Qt::CaseInsensitive) != 0)
         return refuse(400, "MD5 mismatch");
 
@@ -119,13 +118,10 @@ HttpResponse UploadEndpoint::storeMedia(const HttpRequest& request, StoredFile& 
     }
     switch (state.files.appendMedia(file, startPos, request.body)) {
     case FileStore::Append::PositionMismatch:
-        qInfo().noquote() << "[UPL]: file" << file.fileId << "has" << file.size << "bytes, range starts at"
-                          << startPos;
+        qInfo().noquote() << "[UPL]: file" << file.fileId << "has" << file.size << "bytes, range starts at" << startPos;
         return reply(416, positionMismatch);
-    case FileStore::Append::IoError:
-        return refuse(500, "Storage failure");
-    case FileStore::Append::Done:
-        break;
+    case FileStore::Append::IoError: return refuse(500, "Storage failure");
+    case FileStore::Append::Done: break;
     }
     file.fileName = request.param("file_name");
     file.pseudoName = request.param("file_pseudoname");

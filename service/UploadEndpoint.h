@@ -12,7 +12,10 @@ struct StoredFile;
 class UploadEndpoint
 {
 public:
-    explicit UploadEndpoint(ServiceState& state) : state(state) {}
+    explicit UploadEndpoint(ServiceState& state)
+        : state(state)
+    {
+    }
 
     HttpResponse handle(const HttpRequest& request);
 

@@ -22,8 +22,7 @@ int createAccount(const QString& dataDir, const QString& login, const QString& p
     QString error;
     const auto account = accounts.create(login, password, &error);
     if (!account) {
-        QTextStream(stderr) << "orlune-service: can't create account '" << login << "': " << error
-                            << Qt::endl;
+        QTextStream(stderr) << "orlune-service: can't create account '" << login << "': " << error << Qt::endl;
         return 1;
     }
     QTextStream out(stdout);
@@ -75,8 +74,8 @@ int main(int argc, char* argv[])
     ServiceRouter router(state);
     HttpServer server([&router](const HttpRequest& request) { return router.handle(request); });
     if (!server.listen(static_cast<quint16>(port))) {
-        QTextStream(stderr) << "orlune-service: can't listen on 127.0.0.1:" << port << ": "
-                            << server.errorString() << Qt::endl;
+        QTextStream(stderr) << "orlune-service: can't listen on 127.0.0.1:" << port << ": " << server.errorString()
+                            << Qt::endl;
         return 1;
     }
     QTextStream(stdout) << "listening: 127.0.0.1:" << server.port() << Qt::endl;

@@ -7,7 +7,7 @@
 
 void registerCommonType()
 {
-    const int id = qmlRegisterUncreatableMetaObject(Common::staticMetaObject, "Common", 1, 0, "Common",
-                                                    "Error: Only enums");
+    const int id =
+        qmlRegisterUncreatableMetaObject(Common::staticMetaObject, "Common", 1, 0, "Common", "Error: Only enums");
     qDebug() << "qmlRegisterUncreatableMetaObject<Common>:" << id;
 }

@@ -113,8 +113,9 @@ int FvUpdater::cleanUpOldVersionFiles()
 bool FvUpdater::CheckForUpdates(bool silentAsMuchAsItCouldGet)
 {
     m_silentAsMuchAsItCouldGet = silentAsMuchAsItCouldGet;
-    qDebug() << "[FW]:" << "CheckForUpdates" << "silent:" << silentAsMuchAsItCouldGet
-             << "feed:" << m_feedURL.toString();
+    qDebug() << "[FW]:"
+             << "CheckForUpdates"
+             << "silent:" << silentAsMuchAsItCouldGet << "feed:" << m_feedURL.toString();
     // No feed request is made by this build yet.
     return false;
 }
@@ -139,7 +140,8 @@ void FvUpdater::InstallUpdateFromDownloadedFile(bool from_metadata)
 {
     emit UIElementLock(3);
     if (m_updateRunning) {
-        qDebug() << "[FW]:" << " update is running from another thread. Reject installation for now!";
+        qDebug() << "[FW]:"
+                 << " update is running from another thread. Reject installation for now!";
         return;
     }
     if (!from_metadata)
@@ -148,7 +150,8 @@ void FvUpdater::InstallUpdateFromDownloadedFile(bool from_metadata)
     const QString metaPath = updateFilePath() + QLatin1String(".metadata");
     QFile meta(metaPath);
     if (!meta.open(QIODevice::ReadOnly | QIODevice::Text)) {
-        qDebug() << "[FW]:" << "error opening file: " << metaPath;
+        qDebug() << "[FW]:"
+                 << "error opening file: " << metaPath;
         return;
     }
     const QStringList fields = QString::fromUtf8(meta.readLine()).trimmed().split(QLatin1Char(';'));
@@ -159,15 +162,15 @@ void FvUpdater::InstallUpdateFromDownloadedFile(bool from_metadata)
     }
     // The package is verified again before it is unpacked; until that step
     // exists here the package stays where it is for the next start.
-    qDebug() << "[FW]: installUpdate: " << updateFilePath() << "version:" << fields.at(0)
-             << "left in place";
+    qDebug() << "[FW]: installUpdate: " << updateFilePath() << "version:" << fields.at(0) << "left in place";
 }
 
 void FvUpdater::restartApplication()
 {
     const QStringList args = QCoreApplication::arguments().mid(1);
     const QString currPath = QDir::currentPath();
-    qDebug() << "[FW]: start new instance..." << "args:" << args << "curr path: " << currPath;
+    qDebug() << "[FW]: start new instance..."
+             << "args:" << args << "curr path: " << currPath;
     qputenv("KVD_ORLUNE_DELAYED", "1");
     if (!QProcess::startDetached(QCoreApplication::applicationFilePath(), args, currPath))
         qWarning() << "[FW]: start new instance failed:" << QCoreApplication::applicationFilePath();

@@ -15,7 +15,10 @@
 
 ApiCalls::ApiCalls(ISettingsReader* reader, ISettingsWriter* writer, ApiCallsHost* host, QObject* controller,
                    QObject* parent)
-    : QObject(parent), settings(reader), writer(writer), host(host)
+    : QObject(parent)
+    , settings(reader)
+    , writer(writer)
+    , host(host)
 {
     if (controller) {
         connect(this, SIGNAL(activateUploader()), controller, SLOT(activateUploader()));
@@ -96,7 +99,8 @@ bool ApiCalls::isVideoFile(uint file_id)
 
 void ApiCalls::invokeShareClicked(uint file_id)
 {
-    qDebug() << "[ApiCalls]:" << "share clicked, adding to queue..." << file_id;
+    qDebug() << "[ApiCalls]:"
+             << "share clicked, adding to queue..." << file_id;
     QSqlQuery query(connectionForCurrentThread());
     query.exec(QStringLiteral("UPDATE `files` SET `file_toupload`='true' WHERE `file_id`='%1';").arg(file_id));
     if (host)
@@ -107,7 +111,8 @@ void ApiCalls::invokeShareClicked(uint file_id)
 
 void ApiCalls::invokeGetUploadUrl(uint file_id)
 {
-    qDebug() << "[ApiCalls]:" << "invokeGetUploadUrl..." << file_id;
+    qDebug() << "[ApiCalls]:"
+             << "invokeGetUploadUrl..." << file_id;
     if (!settings->readSettingBool("is_authenticated_user")) {
         if (host)
             host->showUnauthWarn();
@@ -126,7 +131,8 @@ void ApiCalls::invokeGetUploadUrl(uint file_id)
         return;
     }
     share_file_id = file_id;
-    qDebug() << "[ApiCalls]:" << "get upload link...";
+    qDebug() << "[ApiCalls]:"
+             << "get upload link...";
     connect(uploader, &UploadQueue::gotShareLinkCall, this, &ApiCalls::gotShareLink, Qt::UniqueConnection);
     uploader->serviceGetShareLink(file_id);
 }
@@ -135,7 +141,8 @@ void ApiCalls::gotShareLink(QString link, uint file_id)
 {
     if (uploader)
         disconnect(uploader, &UploadQueue::gotShareLinkCall, this, &ApiCalls::gotShareLink);
-    qDebug() << "[ApiCalls]:" << "gotShareLink" << link << file_id;
+    qDebug() << "[ApiCalls]:"
+             << "gotShareLink" << link << file_id;
     if (QClipboard* clipboard = QGuiApplication::clipboard())
         clipboard->setText(link);
 
@@ -159,7 +166,8 @@ void ApiCalls::gotShareLink(QString link, uint file_id)
 
 void ApiCalls::updateItem(uint file_id)
 {
-    qDebug() << "[ApiCalls]:" << "updateGallery for " << file_id;
+    qDebug() << "[ApiCalls]:"
+             << "updateGallery for " << file_id;
     if (host)
         host->emitUpdateGallery(file_id);
 }

@@ -20,13 +20,13 @@ extern "C" {
 #include <libavformat/avformat.h>
 }
 
+#include <QAuthenticator>
 #include <QCoreApplication>
 #include <QDateTime>
 #include <QDebug>
 #include <QFile>
 #include <QGuiApplication>
 #include <QMediaDevices>
-#include <QAuthenticator>
 #include <QNetworkAccessManager>
 #include <QNetworkInformation>
 #include <QSysInfo>
@@ -37,7 +37,7 @@ extern "C" {
 #include <thread>
 
 namespace {
-constexpr int kUpdateInterval = 10800000;   // 3 hours of inactivity
+constexpr int kUpdateInterval = 10800000; // 3 hours of inactivity
 constexpr int kSkinDelay = 5000;
 } // namespace
 
@@ -86,8 +86,7 @@ AppController::~AppController()
         disconnect(uploader, SIGNAL(uploadFileDone(unsigned int)), this, SLOT(uploadFileDone(uint)));
         disconnect(uploader, SIGNAL(gotRemoveFileCall(QString, QString, unsigned int)), this,
                    SLOT(gotRemoveFileCall(QString, QString, uint)));
-        disconnect(uploader, SIGNAL(showAuthMessage(QString, QString)), this,
-                   SLOT(showAuthMessage(QString, QString)));
+        disconnect(uploader, SIGNAL(showAuthMessage(QString, QString)), this, SLOT(showAuthMessage(QString, QString)));
         uploader->setHost(nullptr);
         uploader->setNetworkManager(nullptr);
         uploader->setParent(nullptr);
@@ -176,7 +175,8 @@ bool AppController::isAutoUploadActive()
 
 void AppController::runTasks()
 {
-    qDebug() << "[AC]:" << "runTasks";
+    qDebug() << "[AC]:"
+             << "runTasks";
     coder = new ffmpegMux();
     connect(coder, SIGNAL(recordingFailed(int)), this, SLOT(handleRecordFail(int)));
     connect(coder, SIGNAL(recordingDone(int)), this, SLOT(handleRecordDone(int)));
@@ -344,7 +344,8 @@ void AppController::alevelUpdater()
 
 void AppController::soundSourceChanged(int val)
 {
-    qDebug() << "[AC]:" << "soundSourceChanged" << val;
+    qDebug() << "[AC]:"
+             << "soundSourceChanged" << val;
     alevelMonStop();
     alevelTimer->setInterval(500);
     if (micMonitor) {
@@ -366,13 +367,15 @@ void AppController::processUpdateFile()
     FvUpdater* updater = FvUpdater::sharedUpdater();
     const bool uploadInFlight = uploader && uploader->is_running && uploader->hasMovedData();
     if (updatePending && !uploadInFlight) {
-        qDebug() << "[AC]:" << "install update now!";
+        qDebug() << "[AC]:"
+                 << "install update now!";
         if (updater)
             updater->InstallUpdateFromDownloadedFile(false);
         updatePending = false;
         return;
     }
-    qDebug() << "[AC]:" << "force check for update!";
+    qDebug() << "[AC]:"
+             << "force check for update!";
     if (updater) {
         updater->setInstallAtOnce(false);
         updater->CheckForUpdatesSilent();
@@ -388,7 +391,9 @@ void AppController::toggleSkinType()
     if (uiPtr)
         uiComposition = uiPtr->property("dwmIsCompositionEnabled").toBool();
     const bool now = isDwmCompositionEnabled();
-    qDebug() << "[AC]:" << "toggleSkinType" << "composition:" << now;
+    qDebug() << "[AC]:"
+             << "toggleSkinType"
+             << "composition:" << now;
     if (now != uiComposition) {
         callUi("qmlApplicationEngineInit");
         callUi("setDwmIsCompositionEnabled", Q_ARG(bool, now));
@@ -408,25 +413,32 @@ void AppController::uploadFinished(int ret)
     forceUpload = false;
     const int delay = ret == 128 ? 500 : 5000;
     if (ret == 127) {
-        qDebug() << "[AC]: uploadFinished(" << ret << ")" << " re-try later...";
+        qDebug() << "[AC]: uploadFinished(" << ret << ")"
+                 << " re-try later...";
         forceUpload = true;
     } else if (ret == 1) {
         if (uploader && (uploader->hasMovedData() || uploader->stateValue() > 2))
-            qDebug() << "[AC]: uploadFinished(" << ret << ")" << " SUCCESS!";
+            qDebug() << "[AC]: uploadFinished(" << ret << ")"
+                     << " SUCCESS!";
     } else if (ret != 0 && ret != 128) {
-        qDebug() << "[AC]: uploadFinished(" << ret << ")" << " ERROR: " << ret;
+        qDebug() << "[AC]: uploadFinished(" << ret << ")"
+                 << " ERROR: " << ret;
     }
     tickTimer->start(delay);
 }
 
 bool AppController::activateUploader()
 {
-    qDebug() << "[AC]:" << "activateUploader" << "uploader running:" << (uploader ? uploader->is_running : -1)
-             << "tick active:" << tickTimer->isActive() << "remaining:" << tickTimer->remainingTime();
+    qDebug() << "[AC]:"
+             << "activateUploader"
+             << "uploader running:" << (uploader ? uploader->is_running : -1) << "tick active:" << tickTimer->isActive()
+             << "remaining:" << tickTimer->remainingTime();
     if (!isAutoUploadActive())
         forceUpload = true;
     if (uploader && uploader->is_running) {
-        qDebug() << "[AC]:" << "activateUploader" << " - is already active.";
+        qDebug() << "[AC]:"
+                 << "activateUploader"
+                 << " - is already active.";
         return false;
     }
     tickTimer->start(100);
@@ -435,7 +447,8 @@ bool AppController::activateUploader()
 
 void AppController::reloadUploader()
 {
-    qDebug() << "[AC]:" << "reloadUploader";
+    qDebug() << "[AC]:"
+             << "reloadUploader";
     if (uploader)
         uploader->setUserCredentials(settings()->readSettingStr("login"), settings()->readSettingStr("password"),
                                      settings()->readSettingStr("salt"));
@@ -445,14 +458,16 @@ void AppController::reloadUploader()
 
 void AppController::toggleAutoUpload(bool enabled)
 {
-    qDebug() << "[AC]:" << "toggleAutoUpload" << enabled;
+    qDebug() << "[AC]:"
+             << "toggleAutoUpload" << enabled;
     if (enabled)
         activateUploader();
 }
 
 void AppController::uploadFileDone(uint file_id)
 {
-    qDebug() << "[AC]:" << "uploadFileDone" << file_id;
+    qDebug() << "[AC]:"
+             << "uploadFileDone" << file_id;
     callUi("uploadedFileId", Q_ARG(uint, file_id));
     callUi("updateGallery", Q_ARG(uint, file_id));
     emit playerFileUploaded(file_id);
@@ -465,22 +480,26 @@ void AppController::uploadFileDone(uint file_id)
 
 void AppController::gotRemoveFileCall(QString ret, QString msg, uint file_id)
 {
-    qDebug() << "[AC]:" << "gotRemoveFileCall" << ret << msg << file_id;
+    qDebug() << "[AC]:"
+             << "gotRemoveFileCall" << ret << msg << file_id;
 }
 
 void AppController::reachabilityChanged(QNetworkInformation::Reachability reachability)
 {
-    qDebug() << "[AC]:" << "reachabilityChanged" << reachability;
+    qDebug() << "[AC]:"
+             << "reachabilityChanged" << reachability;
     if (reachability != QNetworkInformation::Reachability::Online || !uploader)
         return;
-    qDebug() << "[AC]:" << "Stopping uploader queued requests";
+    qDebug() << "[AC]:"
+             << "Stopping uploader queued requests";
     // Requests that wait for a retry go out now.
     restartUploaderRetries();
 }
 
 void AppController::deActualizeUser()
 {
-    qDebug() << "[AC]:" << "deActualizeUser";
+    qDebug() << "[AC]:"
+             << "deActualizeUser";
     userActualized = false;
 }
 
@@ -488,7 +507,8 @@ void AppController::deActualizeUser()
 
 void AppController::quit()
 {
-    qDebug() << "[AC]:" << "accept close:" << acceptClose;
+    qDebug() << "[AC]:"
+             << "accept close:" << acceptClose;
     QGuiApplication::setQuitOnLastWindowClosed(true);
     for (QHotkey** hotkey : {&startStopHotkey, &secondaryHotkey, &escHotkey}) {
         if (!*hotkey)
@@ -516,14 +536,16 @@ void AppController::quit()
 
 void AppController::slotAboutToQuit()
 {
-    qDebug() << "[AC]:" << "slotAboutToQuit";
+    qDebug() << "[AC]:"
+             << "slotAboutToQuit";
     alevelMonStop();
     callUi("closeCredentialsDialog");
 }
 
 void AppController::GotMsgFromAnotherInstance(const QString& msg)
 {
-    qDebug() << "[AC]: " << "got msg" << msg << "from another instance";
+    qDebug() << "[AC]: "
+             << "got msg" << msg << "from another instance";
     if (msg == QLatin1String("Wake up!"))
         callUi("showSettingsSignal");
 }
@@ -532,7 +554,9 @@ void AppController::GotMsgFromAnotherInstance(const QString& msg)
 
 void AppController::suspendPower()
 {
-    qDebug() << "[AC]:" << "suspendPower" << "powerOn:" << powerOn;
+    qDebug() << "[AC]:"
+             << "suspendPower"
+             << "powerOn:" << powerOn;
     if (!powerOn)
         return;
     powerOn = false;
@@ -544,7 +568,9 @@ void AppController::suspendPower()
 
 void AppController::resumePower()
 {
-    qDebug() << "[AC]:" << "resumePower" << "powerOn:" << powerOn;
+    qDebug() << "[AC]:"
+             << "resumePower"
+             << "powerOn:" << powerOn;
     if (powerOn)
         return;
     powerOn = true;

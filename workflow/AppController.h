@@ -106,7 +106,7 @@ public:
     QTimer* skinTimer = nullptr;
     QTimer* updateTimer = nullptr;
     QPointer<ApiCalls> apiCalls;
-    QSharedPointer<QObject> ui;  // the QML-facing interface controller
+    QSharedPointer<QObject> ui; // the QML-facing interface controller
     QObject* uiPtr = nullptr;
     bool acceptClose = false;
     QHotkey* startStopHotkey = nullptr;
@@ -289,10 +289,9 @@ private:
     ISettingsReader* settings() const;
     ISettingsWriter* settingsWriter() const;
     // Calls a member of the interface controller by name; false when there is none yet.
-    bool callUi(const char* member, QGenericArgument a0 = QGenericArgument(),
-                QGenericArgument a1 = QGenericArgument(), QGenericArgument a2 = QGenericArgument(),
-                QGenericArgument a3 = QGenericArgument(), QGenericArgument a4 = QGenericArgument(),
-                QGenericArgument a5 = QGenericArgument());
+    bool callUi(const char* member, QGenericArgument a0 = QGenericArgument(), QGenericArgument a1 = QGenericArgument(),
+                QGenericArgument a2 = QGenericArgument(), QGenericArgument a3 = QGenericArgument(),
+                QGenericArgument a4 = QGenericArgument(), QGenericArgument a5 = QGenericArgument());
     void muteCameraIfLowRam(const char* logLine);
     void applyLevelPollRule();
     void setLevels(int mic, int sys);

@@ -29,26 +29,31 @@ QString shortened(const QString& text)
 
 void AppController::logIn()
 {
-    qDebug() << "[AC]:" << "logIn";
+    qDebug() << "[AC]:"
+             << "logIn";
     showAuthMessage(accountPage("#signIn"), QStringLiteral("Log-In"), true);
 }
 
 void AppController::signUp()
 {
-    qDebug() << "[AC]:" << "signUp";
+    qDebug() << "[AC]:"
+             << "signUp";
     showAuthMessage(accountPage("#signUp"), QStringLiteral("Sign-Up"), true);
 }
 
 void AppController::showUnauthWarn()
 {
-    qDebug() << "[AC]:" << "showUnauthWarn";
+    qDebug() << "[AC]:"
+             << "showUnauthWarn";
     showAuthMessage(accountPage("#signUp"), QStringLiteral("Sign-Up"), true);
 }
 
 void AppController::showAuthMessage(QString uri, QString title, bool clear_cookies)
 {
     qDebug() << "[AC]: ----------------WEB---------------------";
-    qDebug() << "[AC]:" << "showAuthMessage" << "uri:" << uri << "title:" << title << "clear_cookies:" << clear_cookies;
+    qDebug() << "[AC]:"
+             << "showAuthMessage"
+             << "uri:" << uri << "title:" << title << "clear_cookies:" << clear_cookies;
     if (!uri.isEmpty()) {
         callUi("showCredentials", Q_ARG(QString, uri), Q_ARG(QString, title), Q_ARG(bool, clear_cookies));
         return;
@@ -59,7 +64,8 @@ void AppController::showAuthMessage(QString uri, QString title, bool clear_cooki
 
 void AppController::logOut()
 {
-    qDebug() << "[AC]:" << "logOut";
+    qDebug() << "[AC]:"
+             << "logOut";
     ISettingsWriter* w = settingsWriter();
     for (const char* key : {"login", "password", "salt"})
         w->writeSetting(key, QString());
@@ -77,14 +83,16 @@ void AppController::logOut()
 
 void AppController::refreshAccount()
 {
-    qDebug() << "[AC]:" << "refreshAccount";
+    qDebug() << "[AC]:"
+             << "refreshAccount";
     userActualized = false;
     activateUploader();
 }
 
 void AppController::refreshOffline()
 {
-    qDebug() << "[AC]:" << "refreshOffline";
+    qDebug() << "[AC]:"
+             << "refreshOffline";
     if (!tickTimer->isActive() && tickTimer->timerId() != -1)
         activateUploader();
     restartUploaderRetries();
@@ -114,7 +122,8 @@ void AppController::setUserInfo2(QMap<QString, QString>& map, QString serviceReq
             w->writeSetting("login", name);
             if (uploader)
                 uploader->setUserCredentials(settings()->readSettingStr("login"),
-                                             settings()->readSettingStr("password"), settings()->readSettingStr("salt"));
+                                             settings()->readSettingStr("password"),
+                                             settings()->readSettingStr("salt"));
         }
         w->writeSetting("is_authenticated_user", true);
         if (!settings()->readSettingBool("instant_share_disabled_manually"))
@@ -137,7 +146,9 @@ void AppController::setUserInfo2(QMap<QString, QString>& map, QString serviceReq
 
 void AppController::setTabIndex(int idx)
 {
-    qDebug() << "[AC]:" << "setTabIndex" << ":" << idx;
+    qDebug() << "[AC]:"
+             << "setTabIndex"
+             << ":" << idx;
     callUi("setLoginState", Q_ARG(int, idx));
     if (apiCalls)
         apiCalls->setTabIndex(idx);
@@ -145,7 +156,8 @@ void AppController::setTabIndex(int idx)
 
 void AppController::serviceProxyAuthRequired(QNetworkProxy proxy, QAuthenticator* auth)
 {
-    qDebug() << "[AC]:" << "serviceProxyAuthRequired" << proxy.hostName();
+    qDebug() << "[AC]:"
+             << "serviceProxyAuthRequired" << proxy.hostName();
     if (!auth)
         return;
     auth->setUser(settings()->readSettingStr("proxy_login"));

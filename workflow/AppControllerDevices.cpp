@@ -50,7 +50,8 @@ void AppController::startMicWatcher()
 
 void AppController::updateMikeList()
 {
-    qDebug() << "[AC]:" << "updateMikeList";
+    qDebug() << "[AC]:"
+             << "updateMikeList";
     adevs.clear();
     adev_addrs.clear();
     DeviceLists::listInAudioDevices(adevs, adev_addrs);
@@ -64,7 +65,8 @@ void AppController::updateMikeList()
 
 void AppController::setCurrentMic(int index)
 {
-    qDebug() << "[AC]:" << "setCurrentMic" << index;
+    qDebug() << "[AC]:"
+             << "setCurrentMic" << index;
     if (currentMic != index) {
         currentMic = index;
         emit currentMicChanged();
@@ -82,7 +84,8 @@ void AppController::setMicsModel(QStringList mics)
 
 void AppController::updateAsysList()
 {
-    qDebug() << "[AC]:" << "updateAsysList";
+    qDebug() << "[AC]:"
+             << "updateAsysList";
     asysDevs.clear();
     asysAddrs.clear();
     DeviceLists::listOutAudioDevices(asysDevs, asysAddrs);
@@ -109,7 +112,8 @@ void AppController::setHasPlaybackAudioDevices(bool available)
 
 void AppController::refreshPlaybackDevices()
 {
-    qDebug() << "[AC]:" << "refreshPlaybackDevices";
+    qDebug() << "[AC]:"
+             << "refreshPlaybackDevices";
     QStringList names, addrs;
     const int count = DeviceLists::listOutAudioDevices(names, addrs);
     setHasPlaybackAudioDevices(count > 0);
@@ -119,7 +123,8 @@ void AppController::refreshPlaybackDevices()
 
 void AppController::updateCameraListAndCurrentCameraIndex()
 {
-    qDebug() << "[AC]:" << "updateCameraListAndCurrentCameraIndex";
+    qDebug() << "[AC]:"
+             << "updateCameraListAndCurrentCameraIndex";
     QStringList cameras;
     DeviceLists::listInCameraDevices(cameras);
     callUi("setWebcamsModel", Q_ARG(QStringList, cameras));
@@ -135,11 +140,13 @@ void AppController::updateCameraListAndCurrentCameraIndex()
 
 void AppController::handleMicDeviceChange()
 {
-    qDebug() << "[AC]:" << "handleMicDeviceChange";
+    qDebug() << "[AC]:"
+             << "handleMicDeviceChange";
     const int prevN = m_lastMicCount;
     QStringList names, addrs;
     m_lastMicCount = qMax(0, DeviceLists::listInAudioDevices(names, addrs));
-    qDebug() << "[AC]:" << "prevN=" << prevN << "curN=" << m_lastMicCount;
+    qDebug() << "[AC]:"
+             << "prevN=" << prevN << "curN=" << m_lastMicCount;
     if (prevN >= 1 && m_lastMicCount == 0)
         showPopup(Common::MsgWarning, "No Microphone detected");
     updateMikeList();
@@ -147,7 +154,8 @@ void AppController::handleMicDeviceChange()
 
 void AppController::handleCamDeviceChange()
 {
-    qDebug() << "[AC]:" << "handleCamDeviceChange";
+    qDebug() << "[AC]:"
+             << "handleCamDeviceChange";
     const int prevN = m_lastCamCount;
     QStringList cameras;
     m_lastCamCount = DeviceLists::listInCameraDevices(cameras);
@@ -165,7 +173,8 @@ void AppController::handleCamDeviceChange()
 
 void AppController::handlePlaybackDeviceChange()
 {
-    qDebug() << "[AC]:" << "handlePlaybackDeviceChange";
+    qDebug() << "[AC]:"
+             << "handlePlaybackDeviceChange";
     const int prevN = m_lastPlaybackCount;
     QStringList names, addrs;
     const int count = DeviceLists::listOutAudioDevices(names, addrs);
@@ -179,18 +188,22 @@ void AppController::handlePlaybackDeviceChange()
 
 void AppController::startMicMonitor()
 {
-    qDebug() << "[AC]:" << "startMicMonitor";
+    qDebug() << "[AC]:"
+             << "startMicMonitor";
     if (videoState != Common::Idle || is_starting || is_stopping) {
-        qDebug() << "[AC]:" << "skip: video not idle, state:" << videoState << ", is_starting:" << is_starting
+        qDebug() << "[AC]:"
+                 << "skip: video not idle, state:" << videoState << ", is_starting:" << is_starting
                  << ", is_stopping:" << is_stopping;
         return;
     }
     if (settings()->readSettingBool("mute_audio")) {
-        qDebug() << "[AC]:" << "skip: muteAudio=true";
+        qDebug() << "[AC]:"
+                 << "skip: muteAudio=true";
         return;
     }
     if (micMonitor) {
-        qDebug() << "[AC]:" << "already running";
+        qDebug() << "[AC]:"
+                 << "already running";
         return;
     }
     QByteArray device = "audio=";
@@ -203,15 +216,18 @@ void AppController::startMicMonitor()
     }
     micMonitor = new ffAudioMonitor();
     micMonitor->level = settings()->readSettingInt("audio_level");
-    qDebug() << "[AC]:" << "device:" << device << "mike level:" << micMonitor->level;
+    qDebug() << "[AC]:"
+             << "device:" << device << "mike level:" << micMonitor->level;
     const int ret = micMonitor->open_input_device(device.constData());
-    qDebug() << "[AC]:" << "open_input_device ret:" << ret;
+    qDebug() << "[AC]:"
+             << "open_input_device ret:" << ret;
     if (ret > 0) {
         micMonitor->start(QThread::LowPriority);
         if (!levelsTimer.isActive())
             levelsTimer.start();
     } else {
-        qWarning() << "[AC]:" << "open_input_device failed, abort monitor";
+        qWarning() << "[AC]:"
+                   << "open_input_device failed, abort monitor";
         micMonitor->deleteLater();
         micMonitor = nullptr;
     }
@@ -219,7 +235,8 @@ void AppController::startMicMonitor()
 
 void AppController::stopMicMonitor()
 {
-    qDebug() << "[AC]:" << "stopMicMonitor";
+    qDebug() << "[AC]:"
+             << "stopMicMonitor";
     releaseMonitor(micMonitor, kMicMonitorWaitMs, false);
     if (videoState != Common::Recording) {
         levelsTimer.stop();
@@ -247,7 +264,8 @@ void AppController::releaseMonitor(ffAudioMonitor*& monitor, unsigned long waitM
     // leave the sound library's locks held by a dead thread, so the monitor is
     // released once its read returns; the sound server lets a new capture
     // open the source meanwhile. At exit the process ends with it.
-    qDebug() << "[AC]:" << "waited too much, the monitor ends after its read";
+    qDebug() << "[AC]:"
+             << "waited too much, the monitor ends after its read";
     if (atExit)
         return;
     connect(ending, &QThread::finished, ending, [ending] {
@@ -265,21 +283,26 @@ void AppController::releaseMonitor(ffAudioMonitor*& monitor, unsigned long waitM
 
 void AppController::setMute(bool val)
 {
-    qDebug() << "[AC]:" << "setMute" << " mute:" << val;
+    qDebug() << "[AC]:"
+             << "setMute"
+             << " mute:" << val;
     if (coder)
         coder->setMute(val);
 }
 
 void AppController::setSys(bool val)
 {
-    qDebug() << "[AC]:" << "setSys" << val;
+    qDebug() << "[AC]:"
+             << "setSys" << val;
     if (coder)
         coder->setSys(val);
 }
 
 void AppController::setMikeLevel(int mikeLevel)
 {
-    qDebug() << "[AC]:" << "setMikeLevel" << " VOL:" << mikeLevel;
+    qDebug() << "[AC]:"
+             << "setMikeLevel"
+             << " VOL:" << mikeLevel;
     if (coder)
         coder->setMikeLevel(mikeLevel);
     settingsWriter()->writeSetting("audio_level", mikeLevel);
@@ -288,7 +311,9 @@ void AppController::setMikeLevel(int mikeLevel)
 int AppController::getMikeLevel()
 {
     const int level = settings()->readSettingInt("audio_level");
-    qDebug() << "[AC]:" << "getMikeLevel" << " VOL:" << level;
+    qDebug() << "[AC]:"
+             << "getMikeLevel"
+             << " VOL:" << level;
     return level;
 }
 
@@ -302,17 +327,20 @@ bool AppController::audioPermittedOrAsk()
 
 void AppController::toggleMike()
 {
-    qDebug() << "[AC]:" << "toggleMike";
+    qDebug() << "[AC]:"
+             << "toggleMike";
     if (!audioPermittedOrAsk())
         return;
     const bool mute = flipSetting("mute_audio");
     setMute(mute);
     // During a recording the meter stays off: startMicMonitor refuses outside Idle.
     if (mute) {
-        qDebug() << "[AC]:" << "stop monitor due to muteAudio=true";
+        qDebug() << "[AC]:"
+                 << "stop monitor due to muteAudio=true";
         stopMicMonitor();
     } else {
-        qDebug() << "[AC]:" << "start monitor due to muteAudio=false";
+        qDebug() << "[AC]:"
+                 << "start monitor due to muteAudio=false";
         startMicMonitor();
     }
     applyLevelPollRule();
@@ -320,7 +348,8 @@ void AppController::toggleMike()
 
 void AppController::toggleSys()
 {
-    qDebug() << "[AC]:" << "toggleSys";
+    qDebug() << "[AC]:"
+             << "toggleSys";
     if (!audioPermittedOrAsk())
         return;
     setSys(flipSetting("system_sounds"));
@@ -329,7 +358,8 @@ void AppController::toggleSys()
 
 void AppController::toggleCamera()
 {
-    qDebug() << "[AC]:" << "toggleCamera";
+    qDebug() << "[AC]:"
+             << "toggleCamera";
     if (!checkVideoPermission()) {
         callUi("showVideoPermissionDialog");
         return;

@@ -27,20 +27,23 @@ void AppController::readFromConfig()
     const uint modifier = uint(settings()->readSettingInt("startstop_nativeModifier"));
     const uint key = uint(settings()->readSettingInt("startstop_nativeKey"));
     const QString text = settings()->readSettingStr("startstop_hotkey");
-    qDebug() << "[AC]:" << "readFromConfig";
+    qDebug() << "[AC]:"
+             << "readFromConfig";
     setNativeShortcut(text, key, modifier);
     // The tray is built here with the tray handling.
 }
 
 void AppController::setKeySequence(QString text)
 {
-    qDebug() << "[AC]:" << "setKeySequence" << text;
+    qDebug() << "[AC]:"
+             << "setKeySequence" << text;
     if (text == keySequence)
         return;
     keySequence = text;
     const QKeySequence seq(text);
     if (seq == QKeySequence())
-        qDebug() << "[AC]:" << "new sequence: is unknown!";
+        qDebug() << "[AC]:"
+                 << "new sequence: is unknown!";
     // The old shortcut is let go even when the new one can't be mapped or grabbed.
     startStopHotkey->setShortcut(seq, true);
     const QHotkey::NativeShortcut native = startStopHotkey->currentNativeShortcut();
@@ -52,21 +55,24 @@ void AppController::setKeySequence(QString text)
 
 void AppController::setNativeShortcut(QString text, uint key, uint modifier)
 {
-    qDebug() << "[AC]:" << "setNativeShortcut" << "keySequence:" << text << "nativeKey:" << key
-             << "nativeModifier:" << modifier;
+    qDebug() << "[AC]:"
+             << "setNativeShortcut"
+             << "keySequence:" << text << "nativeKey:" << key << "nativeModifier:" << modifier;
     if (key == 0 && modifier == 0) {
         // First start, or a store without the native form.
         setKeySequence(text);
         return;
     }
     if (!startStopHotkey->setNativeShortcut(QHotkey::NativeShortcut(key, modifier), true)) {
-        qDebug() << "[AC]:" << "Failed to register hotkey.";
+        qDebug() << "[AC]:"
+                 << "Failed to register hotkey.";
         return;
     }
     keySequence = text;
     settingsWriter()->writeSetting("startstop_nativeKey", key);
     settingsWriter()->writeSetting("startstop_nativeModifier", modifier);
-    qDebug() << "[AC]:" << "Hotkey successfully restored:" << text;
+    qDebug() << "[AC]:"
+             << "Hotkey successfully restored:" << text;
     emit keySequenceChanged(text);
 }
 
@@ -77,7 +83,8 @@ void AppController::resetShortcutToDefault()
 
 void AppController::setEnabledEscShortKey(bool enabled)
 {
-    qDebug() << "[AC]:" << "setEnabledEscShortKey" << enabled;
+    qDebug() << "[AC]:"
+             << "setEnabledEscShortKey" << enabled;
     if (!enabled) {
         if (escHotkey) {
             escHotkey->setRegistered(false);
@@ -105,18 +112,21 @@ void AppController::setEnabledEscShortKey(bool enabled)
 void AppController::setEnabledAltSShortKey(bool enabled)
 {
     // Works on the current start/stop shortcut, whatever it is.
-    qDebug() << "[AC]:" << "setEnabledAltSShortKey" << enabled;
+    qDebug() << "[AC]:"
+             << "setEnabledAltSShortKey" << enabled;
     startStopHotkey->setRegistered(enabled);
 }
 
 void AppController::keySequenceEditingStarted()
 {
-    qDebug() << "[AC]:" << "keySequenceEditingStarted";
+    qDebug() << "[AC]:"
+             << "keySequenceEditingStarted";
     editingActive = true;
 }
 
 void AppController::keySequenceEditingFinished()
 {
-    qDebug() << "[AC]:" << "keySequenceEditingFinished";
+    qDebug() << "[AC]:"
+             << "keySequenceEditingFinished";
     editingActive = false;
 }

@@ -32,13 +32,15 @@ constexpr int kStatusResetMs = 5000;
 
 void AppController::updatedFinishedSuccessfully()
 {
-    qDebug() << "[AC]:" << "updatedFinishedSuccessfully";
+    qDebug() << "[AC]:"
+             << "updatedFinishedSuccessfully";
 }
 
 void AppController::updateDownloadFinishedSuccessfully()
 {
     // Installed by processUpdateFile when the user is idle and no upload is in flight.
-    qDebug() << "[AC]:" << "updateDownloadFinishedSuccessfully";
+    qDebug() << "[AC]:"
+             << "updateDownloadFinishedSuccessfully";
     updatePending = true;
 }
 
@@ -46,12 +48,15 @@ void AppController::saltUpdated()
 {
     // The updater has just stored a fresh salt; it is cleared again on purpose.
     settingsWriter()->writeSetting("salt", QString());
-    qDebug() << "[AC]:" << "saltUpdated" << ", new salt: " << settings()->readSettingStr("salt");
+    qDebug() << "[AC]:"
+             << "saltUpdated"
+             << ", new salt: " << settings()->readSettingStr("salt");
 }
 
 void AppController::UpdateButtonLock(int lock)
 {
-    qDebug() << "[AC]:" << "UpdateButtonLock" << lock;
+    qDebug() << "[AC]:"
+             << "UpdateButtonLock" << lock;
     int status = NoNewVersion;
     int enable = -1; // -1: unchanged
     bool reset = true;
@@ -60,12 +65,35 @@ void AppController::UpdateButtonLock(int lock)
     case -3:
     case -2: status = UpdateAborted2; break;
     case -1: status = UpdateFailed; break;
-    case 0: status = UpdateApp; enable = 1; reset = false; break;
-    case 1: status = Checking; enable = 0; reset = false; break;
-    case 2: status = Downloading; enable = 0; reset = false; break;
-    case 3: status = Installing; enable = 0; reset = false; break;
-    case 4: status = NewVersionAvaliable; enable = 1; break;
-    default: qDebug() << "[AC]:" << "UpdateButtonLock" << "unknown code" << lock; return;
+    case 0:
+        status = UpdateApp;
+        enable = 1;
+        reset = false;
+        break;
+    case 1:
+        status = Checking;
+        enable = 0;
+        reset = false;
+        break;
+    case 2:
+        status = Downloading;
+        enable = 0;
+        reset = false;
+        break;
+    case 3:
+        status = Installing;
+        enable = 0;
+        reset = false;
+        break;
+    case 4:
+        status = NewVersionAvaliable;
+        enable = 1;
+        break;
+    default:
+        qDebug() << "[AC]:"
+                 << "UpdateButtonLock"
+                 << "unknown code" << lock;
+        return;
     }
     callUi("setUpdateAppStatus", Q_ARG(int, status));
     if (enable >= 0)
@@ -76,7 +104,8 @@ void AppController::UpdateButtonLock(int lock)
 
 void AppController::SendLogs()
 {
-    qDebug() << "[AC]:" << "SendLogs";
+    qDebug() << "[AC]:"
+             << "SendLogs";
     const auto answer = QMessageBox::question(nullptr, "Send Orlune Debug Logs",
                                               "Are you sure you want to send debug logs to Orlune's support team?",
                                               QMessageBox::Yes | QMessageBox::No);
@@ -86,7 +115,8 @@ void AppController::SendLogs()
 
 void AppController::sendLogsFvUpdater()
 {
-    qDebug() << "[AC]:" << "sendLogsFvUpdater";
+    qDebug() << "[AC]:"
+             << "sendLogsFvUpdater";
     uploadLogs();
 }
 
@@ -103,12 +133,14 @@ void AppController::uploadLogs()
         updater, "uploadLogFiles", Qt::DirectConnection, Q_RETURN_ARG(bool, started),
         Q_ARG(QString, settings()->readSettingStr("login")), Q_ARG(QString, settings()->readSettingStr("password")),
         Q_ARG(QString, settings()->readSettingStr("salt")), Q_ARG(QString, userRand), Q_ARG(QString, userHash));
-    qDebug() << "[AC]:" << "log upload started:" << (called && started);
+    qDebug() << "[AC]:"
+             << "log upload started:" << (called && started);
 }
 
 void AppController::logUploadFinished(QString fileDesc)
 {
-    qDebug() << "[AC]:" << "logUploadFinished" << fileDesc;
+    qDebug() << "[AC]:"
+             << "logUploadFinished" << fileDesc;
     auto* dialog = new QDialog();
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     dialog->resize(600, 200);
@@ -129,19 +161,23 @@ void AppController::logUploadFinished(QString fileDesc)
 
 void AppController::openClickUpReportForm(QString fileDesc)
 {
-    qDebug() << "[AC]:" << "openClickUpReportForm" << fileDesc;
+    qDebug() << "[AC]:"
+             << "openClickUpReportForm" << fileDesc;
     openBrowser(QString("%1?LogID=%2").arg(Endpoints::reportFormUrl(), fileDesc));
 }
 
 void AppController::openBrowser(QString url)
 {
-    qDebug() << "[AC]:" << "openBrowser" << "default system browser" << url;
+    qDebug() << "[AC]:"
+             << "openBrowser"
+             << "default system browser" << url;
     QDesktopServices::openUrl(QUrl(url));
 }
 
 void AppController::showPopup(Common::MsgType msg, QString description)
 {
-    qDebug() << "[AC]:" << "showPopup" << QMetaEnum::fromType<Common::MsgType>().valueToKey(msg) << description;
+    qDebug() << "[AC]:"
+             << "showPopup" << QMetaEnum::fromType<Common::MsgType>().valueToKey(msg) << description;
     lastPopupType = msg;
     emit showPopupSignal(msg, description);
 }
@@ -149,5 +185,6 @@ void AppController::showPopup(Common::MsgType msg, QString description)
 void AppController::playVideo()
 {
     // The player window for lastFileId opens here once the web views exist.
-    qDebug() << "[AC]:" << "playVideo" << lastFileId << lastFileName;
+    qDebug() << "[AC]:"
+             << "playVideo" << lastFileId << lastFileName;
 }

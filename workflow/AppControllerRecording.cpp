@@ -42,12 +42,16 @@ constexpr int kLevelPaceMs = 200;
 void AppController::captureScreenSkins()
 {
     if (editingActive) {
-        qDebug() << "[AC]:" << "captureScreenSkins" << "editing is active";
+        qDebug() << "[AC]:"
+                 << "captureScreenSkins"
+                 << "editing is active";
         return;
     }
     const bool recording = uploader && uploader->isRecording;
     if (is_stopping || (is_starting && !recording)) {
-        qDebug() << "[AC]:" << "captureScreenSkins" << " App is Busy with starting/stopping of recording";
+        qDebug() << "[AC]:"
+                 << "captureScreenSkins"
+                 << " App is Busy with starting/stopping of recording";
         return;
     }
     if (recording)
@@ -58,7 +62,8 @@ void AppController::captureScreenSkins()
 
 void AppController::showScreenDialogs(Common::RunState runState)
 {
-    qDebug() << "[AC]:" << "showScreenDialogs" << runState;
+    qDebug() << "[AC]:"
+             << "showScreenDialogs" << runState;
     Permission::Pointer permission = Permission::create();
     if (!permission->checkScreenPermission()) {
         callUi("showScreenPermissionDialog");
@@ -90,7 +95,8 @@ void AppController::showScreenCaptureVideoDialog()
 
 void AppController::showVideoRecordingDialog(int x, int y, int width, int height, int screenIndex)
 {
-    qDebug() << "[AC]:" << "showVideoRecordingDialog" << x << y << width << height << screenIndex;
+    qDebug() << "[AC]:"
+             << "showVideoRecordingDialog" << x << y << width << height << screenIndex;
     if (videoState != Common::Idle)
         return;
     Permission::Pointer permission = Permission::create();
@@ -105,8 +111,8 @@ void AppController::showVideoRecordingDialog(int x, int y, int width, int height
     muteCameraIfLowRam("[AC]: showVideoRecordingDialog -> Low RAM, webcam muted before dialog");
     callUi("setRecTime", Q_ARG(QString, QStringLiteral("00:00")));
     setVideoState(Common::Busy);
-    if (!callUi("showVideoRecordingDialogSignal", Q_ARG(int, x), Q_ARG(int, y), Q_ARG(int, width),
-                Q_ARG(int, height), Q_ARG(int, screenIndex))) {
+    if (!callUi("showVideoRecordingDialogSignal", Q_ARG(int, x), Q_ARG(int, y), Q_ARG(int, width), Q_ARG(int, height),
+                Q_ARG(int, screenIndex))) {
         // Without the recording dialog the caller starts the recording itself
         // with toggleRecordingSkin, on this rectangle.
         rectangleSelectSkin(QRect(x, y, width, height));
@@ -131,13 +137,16 @@ void AppController::rectangleSelectSkin(QRect rect)
 void AppController::toggleRecordingSkin(bool is_select)
 {
     if (QObject* s = sender()) {
-        qDebug() << "[AC]:" << "sender: hotkey?" << s->metaObject()->className();
+        qDebug() << "[AC]:"
+                 << "sender: hotkey?" << s->metaObject()->className();
         hotkeyRole = secondaryHotkey && s == secondaryHotkey;
     } else {
-        qDebug() << "[AC]:" << "sender: button";
+        qDebug() << "[AC]:"
+                 << "sender: button";
         hotkeyRole = false;
     }
-    qDebug() << "[AC]:" << "role: " << (hotkeyRole ? "start/pause" : "start/stop");
+    qDebug() << "[AC]:"
+             << "role: " << (hotkeyRole ? "start/pause" : "start/stop");
 
     if (uploader && uploader->isRecording) {
         // A session exists: the baton must be held by it.
@@ -213,7 +222,8 @@ QByteArray AppController::expandTemplate(const QByteArray& pathTemplate, time_t 
 
 void AppController::startStreamingSkin()
 {
-    qDebug() << "[AC]:" << "startStreamingSkin";
+    qDebug() << "[AC]:"
+             << "startStreamingSkin";
     muteCameraIfLowRam("[AC]: startStreamingSkin -> Low RAM, webcam muted before start");
 
     const QString filesPath = settings()->readSettingStr("files_path");
@@ -276,7 +286,8 @@ void AppController::startStreamingSkin()
                 adev = CaptureInputs::silentAudioInput();
                 mute = true;
             } else {
-                qDebug().noquote() << "[AC]: Using first avaliable capture device: " << "\"" + micAddrs[0] + "\"";
+                qDebug().noquote() << "[AC]: Using first avaliable capture device: "
+                                   << "\"" + micAddrs[0] + "\"";
                 adev += micAddrs[0].toUtf8();
                 handleAudioPopup(-1, QString("WARNING: Audio Device \"%1\"<br/> - is not avaliable!<br/>Using \"%2\" "
                                              "instead!")
@@ -315,7 +326,8 @@ void AppController::startStreamingSkin()
 
 void AppController::stopStreaming()
 {
-    qDebug() << "[AC]:" << "stopStreaming";
+    qDebug() << "[AC]:"
+             << "stopStreaming";
     uploader->isRecording = true;
     is_stopping = true;
     is_starting = false;
@@ -339,7 +351,8 @@ void AppController::handleRecordingStarted(int s)
 
 void AppController::handleRecordDone(int s)
 {
-    qDebug() << "[AC]:" << "handleRecordDone" << s;
+    qDebug() << "[AC]:"
+             << "handleRecordDone" << s;
     uploader->isRecording = false;
     setVideoState(Common::Idle);
     callUi("clearMaskRecordingRectangle");
@@ -368,9 +381,9 @@ void AppController::handleRecordFail(int reason)
     if (reason == 0 && quality == Common::RECORDING_QUALITY_4K) {
         // From now on the machine test refuses 4K for good.
         settingsWriter()->writeSetting("recording_4k_fails", true);
-        const auto answer = QMessageBox::critical(nullptr, "Recording failed!",
-                                                  text + "\nDo you wish to restart application?",
-                                                  QMessageBox::Yes | QMessageBox::Cancel);
+        const auto answer =
+            QMessageBox::critical(nullptr, "Recording failed!", text + "\nDo you wish to restart application?",
+                                  QMessageBox::Yes | QMessageBox::Cancel);
         if (answer == QMessageBox::Yes) {
             if (FvUpdater* updater = FvUpdater::sharedUpdater())
                 updater->restartApplication();
@@ -380,13 +393,17 @@ void AppController::handleRecordFail(int reason)
 
 void AppController::handleRecordingAudioFails(int s)
 {
-    qDebug() << "[AC]:" << "handleRecordingAudioFails" << "result: " << s;
+    qDebug() << "[AC]:"
+             << "handleRecordingAudioFails"
+             << "result: " << s;
     showPopup(Common::MsgWarning, "Error: Audio is Disabled!");
 }
 
 void AppController::handleAudioPopup(int devid, QString msg)
 {
-    qDebug() << "[AC]:" << "handleAudioPopup" << "devid: " << devid << "msg:" << msg;
+    qDebug() << "[AC]:"
+             << "handleAudioPopup"
+             << "devid: " << devid << "msg:" << msg;
     showPopup(Common::MsgWarning, msg);
 }
 
@@ -471,7 +488,8 @@ void AppController::levelsPollTick()
 
 QString AppController::rewriteNameLineIfNeeded(QString wanted)
 {
-    qDebug() << "[AC]:" << "rewriteNameLineIfNeeded" << wanted;
+    qDebug() << "[AC]:"
+             << "rewriteNameLineIfNeeded" << wanted;
     auto taken = [](const QString& name) {
         QSqlQuery query(connectionForCurrentThread());
         query.exec(QString("SELECT _rowid_ FROM `files` WHERE `file_pseudoname`='%1';").arg(sqlText(name)));

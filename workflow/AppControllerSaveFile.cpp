@@ -28,12 +28,14 @@ bool copyWithProgress(const QString& from, const QString& to, QProgressDialog& d
 {
     QFile in(from);
     if (!in.open(QIODevice::ReadOnly)) {
-        qDebug() << "[AC]:" << "can't open input file" << from;
+        qDebug() << "[AC]:"
+                 << "can't open input file" << from;
         return false;
     }
     QFile out(to);
     if (!out.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
-        qDebug() << "[AC]:" << "can't open output file" << to;
+        qDebug() << "[AC]:"
+                 << "can't open output file" << to;
         return false;
     }
     constexpr qint64 kBlock = 1 << 20;
@@ -56,11 +58,12 @@ QString AppController::saveFileWithReformatting(QString filename, QString file_p
     if (!qobject_cast<QApplication*>(QCoreApplication::instance()))
         return {};
     const QString proposal = settings()->readSettingStr("save_path") + "/" + file_pseudoname + ".mp4";
-    const QString target = QFileDialog::getSaveFileName(nullptr, QStringLiteral("Save file"), proposal,
-                                                        QStringLiteral("*.mp4"));
+    const QString target =
+        QFileDialog::getSaveFileName(nullptr, QStringLiteral("Save file"), proposal, QStringLiteral("*.mp4"));
     if (target.isEmpty())
         return {};
-    qDebug() << "[AC]:" << " filename_out=" << target << ", reformat=" << reformat;
+    qDebug() << "[AC]:"
+             << " filename_out=" << target << ", reformat=" << reformat;
     settingsWriter()->writeSetting("save_path", QFileInfo(target).absolutePath());
 
     const QString source = settings()->readSettingStr("files_path") + "/" + filename;
@@ -79,7 +82,8 @@ QString AppController::saveFileWithReformatting(QString filename, QString file_p
     } else if (copyWithProgress(source, target, dialog)) {
         showPopup(Common::MsgInfo, QStringLiteral("File %1 has been saved!").arg(shown));
     } else {
-        showPopup(Common::MsgWarning, QStringLiteral("Saving %1 failed!<br/>%2").arg(shown, QStringLiteral("copy failed")));
+        showPopup(Common::MsgWarning,
+                  QStringLiteral("Saving %1 failed!<br/>%2").arg(shown, QStringLiteral("copy failed")));
     }
     return target;
 }

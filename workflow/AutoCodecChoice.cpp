@@ -23,8 +23,8 @@ AutoCodecChoice AutoCodecChoice::fromTable(const ffmpegVCodecTest& table)
     struct Preference
     {
         const char* codec;
-        Hardware rows;   // which rows of that encoder count
-        bool hwaccel;    // what the session is told
+        Hardware rows; // which rows of that encoder count
+        bool hwaccel;  // what the session is told
         const char* log;
     };
     static const Preference preferences[] = {

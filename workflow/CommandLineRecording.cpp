@@ -23,8 +23,7 @@ QString describe(const QRect& r)
 }
 } // namespace
 
-CommandLineRecording::CommandLineRecording(AppController* controller, const RecordingRequest& request,
-                                           QObject* parent)
+CommandLineRecording::CommandLineRecording(AppController* controller, const RecordingRequest& request, QObject* parent)
     : QObject(parent)
     , m_controller(controller)
     , m_request(request)
@@ -129,14 +128,10 @@ bool CommandLineRecording::stopForSignal()
         // A stop while starting is dropped by the controller: stop once it runs.
         m_stopWhenStarted = true;
         break;
-    case Stage::Recording:
-        stop();
-        break;
+    case Stage::Recording: stop(); break;
     case Stage::Stopping:
-    case Stage::Finalizing:
-        break;
-    default:
-        return false;
+    case Stage::Finalizing: break;
+    default: return false;
     }
     qDebug() << "[CLI]: signal: the recording is stopped and the program ends once it is finalized";
     m_request.exitWhenDone = true;

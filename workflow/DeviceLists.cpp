@@ -27,7 +27,8 @@ bool usableOutName(const QString& name)
 
 int listInCameraDevices(QStringList& names)
 {
-    qDebug() << "[AC]:" << "listInCameraDevices";
+    qDebug() << "[AC]:"
+             << "listInCameraDevices";
     const QList<QCameraDevice> cameras = QMediaDevices::videoInputs();
     for (const QCameraDevice& camera : cameras) {
         qDebug().noquote() << QStringLiteral("cameraDevice: %1, description: %2")

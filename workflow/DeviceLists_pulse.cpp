@@ -13,8 +13,8 @@ constexpr int kReplyTimeoutMs = 3000;
 
 struct DeviceEntry
 {
-    QString name;     // description, what the user sees
-    QByteArray addr;  // the server's name of the device
+    QString name;    // description, what the user sees
+    QByteArray addr; // the server's name of the device
     bool monitor = false;
 };
 
@@ -80,7 +80,8 @@ int listAudioDevices(bool sources, const char* tag, QStringList& names, QStringL
         return -1;
     int n = 0;
     for (const DeviceEntry& entry : entries) {
-        const bool usable = !entry.monitor
+        const bool usable =
+            !entry.monitor
             && (sources ? DeviceLists::usableInName(entry.name) : DeviceLists::usableOutName(entry.name));
         if (!usable) {
             qDebug().nospace().noquote() << "[AC]: " << tag << "[" << n << "]: " << entry.name << " -- NOT USEABLE!";
@@ -101,7 +102,8 @@ namespace DeviceLists {
 
 int listInAudioDevices(QStringList& names, QStringList& addrs)
 {
-    qDebug() << "[AC]:" << "listInAudioDevices";
+    qDebug() << "[AC]:"
+             << "listInAudioDevices";
     const int n = listAudioDevices(true, "audio", names, addrs);
     if (n == 0)
         qDebug() << "[AC]: No useable capture devices";
@@ -110,7 +112,8 @@ int listInAudioDevices(QStringList& names, QStringList& addrs)
 
 int listOutAudioDevices(QStringList& names, QStringList& addrs)
 {
-    qDebug() << "[AC]:" << "listOutAudioDevices";
+    qDebug() << "[AC]:"
+             << "listOutAudioDevices";
     return listAudioDevices(false, "audioPlay", names, addrs);
 }
 

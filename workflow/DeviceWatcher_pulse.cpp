@@ -20,7 +20,8 @@ struct DeviceWatcher::NotificationClient
     void notify()
     {
         DeviceWatcher* target = watcher;
-        QMetaObject::invokeMethod(target, [target] { emit target->devicesChanged(); }, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(
+            target, [target] { emit target->devicesChanged(); }, Qt::QueuedConnection);
     }
 };
 
@@ -100,8 +101,7 @@ void onState(pa_context* context, void* userdata)
     case PA_CONTEXT_FAILED:
         qDebug() << "[AC]: device watcher has no sound server:" << pa_strerror(pa_context_errno(context));
         break;
-    default:
-        break;
+    default: break;
     }
 }
 

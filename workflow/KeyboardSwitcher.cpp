@@ -5,14 +5,8 @@ KeyboardSwitcher::KeyboardSwitcher(QObject* parent)
 {
 }
 
-void KeyboardSwitcher::savePreviousKeyboard()
-{
-}
+void KeyboardSwitcher::savePreviousKeyboard() {}
 
-void KeyboardSwitcher::switchToEnglishKeyboard()
-{
-}
+void KeyboardSwitcher::switchToEnglishKeyboard() {}
 
-void KeyboardSwitcher::restorePreviousKeyboard()
-{
-}
+void KeyboardSwitcher::restorePreviousKeyboard() {}

@@ -26,7 +26,9 @@ public:
 
         NativeShortcut() = default;
         NativeShortcut(quint32 nativeKey, quint32 nativeModifier = 0)
-            : key(nativeKey), modifier(nativeModifier), valid(true)
+            : key(nativeKey)
+            , modifier(nativeModifier)
+            , valid(true)
         {
         }
         bool isValid() const { return valid; }

@@ -195,8 +195,7 @@ bool QHotkeyPrivateX11::nativeEventFilter(const QByteArray& eventType, void* mes
         keyReleased(release->detail, release->time);
         break;
     }
-    default:
-        break;
+    default: break;
     }
     // The event goes on to the toolkit: a window of ours may have the focus.
     return false;

@@ -6,7 +6,6 @@
 #include <X11/XF86keysym.h>
 #include <X11/keysym.h>
 
-
 namespace {
 
 struct KeyPair

@@ -21,6 +21,6 @@ public:
 
 private:
     AppController* m_controller;
-    int m_selectionNotifyType = -1; // XFixes first event + selection notify
+    int m_selectionNotifyType = -1;  // XFixes first event + selection notify
     QVector<quint32> m_cmSelections; // the _NET_WM_CM_S<n> atoms
 };

@@ -36,8 +36,8 @@ bool NativeFilter::watchCompositingManager()
     int screenNo = 0;
     for (xcb_screen_iterator_t it = xcb_setup_roots_iterator(setup); it.rem; xcb_screen_next(&it), ++screenNo) {
         const QByteArray name = "_NET_WM_CM_S" + QByteArray::number(screenNo);
-        xcb_intern_atom_reply_t* atom = xcb_intern_atom_reply(
-            conn, xcb_intern_atom(conn, 0, name.size(), name.constData()), nullptr);
+        xcb_intern_atom_reply_t* atom =
+            xcb_intern_atom_reply(conn, xcb_intern_atom(conn, 0, name.size(), name.constData()), nullptr);
         if (!atom)
             continue;
         xcb_xfixes_select_selection_input(conn, it.data->root, atom->atom,

@@ -27,8 +27,7 @@ void offerPrivilegedRemoval(const QStringList& paths)
         QMessageBox::Yes | QMessageBox::No);
     if (answer != QMessageBox::Yes)
         return;
-    qWarning() << "[DBC]: privileged removing files error:" << -1
-               << "no privileged removal on this platform:" << paths;
+    qWarning() << "[DBC]: privileged removing files error:" << -1 << "no privileged removal on this platform:" << paths;
 }
 } // namespace
 

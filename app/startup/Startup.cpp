@@ -50,13 +50,15 @@ void logMachineLine(bool delayed)
     cpuVendor(vendor);
     const int family = cpuFamily();
     const int model = cpuModel();
-    qDebug().noquote() << "[main]:" << "orlune" << kVersion << "Delayed:" << delayed << "CPU:" << vendor << "64bit"
+    qDebug().noquote() << "[main]:"
+                       << "orlune" << kVersion << "Delayed:" << delayed << "CPU:" << vendor << "64bit"
                        << "family: " << QStringLiteral("0x%1").arg(family, 2, 16, QLatin1Char('0'))
                        << "model:" << QStringLiteral("0x%1").arg(model, 2, 16, QLatin1Char('0'))
                        << "cores:" << QThread::idealThreadCount() << "OS:" << QSysInfo::prettyProductName()
                        << "DWM:" << isDwmCompositionEnabled() << "HWID:" << machineId() << "Build:" << __DATE__
                        << __TIME__;
-    qDebug() << "[main]:" << "SSL:" << QSslSocket::supportsSsl() << QSslSocket::sslLibraryBuildVersionString()
+    qDebug() << "[main]:"
+             << "SSL:" << QSslSocket::supportsSsl() << QSslSocket::sslLibraryBuildVersionString()
              << QSslSocket::sslLibraryVersionString();
 }
 
@@ -85,8 +87,7 @@ void configureUpdater()
 void connectSignals(QtSingleApplication* app, AppController* controller)
 {
     FvUpdater* updater = FvUpdater::sharedUpdater();
-    QObject::connect(app, &QtSingleApplication::messageReceived, controller,
-                     &AppController::GotMsgFromAnotherInstance);
+    QObject::connect(app, &QtSingleApplication::messageReceived, controller, &AppController::GotMsgFromAnotherInstance);
     QObject::connect(updater, &FvUpdater::updatedFinishedSuccessfully, controller,
                      &AppController::updatedFinishedSuccessfully);
     QObject::connect(updater, &FvUpdater::downloadFinishedSuccessfully, controller,

@@ -13,7 +13,7 @@
 #include <unistd.h>
 
 namespace {
-int g_signalFds[2] = { -1, -1 };
+int g_signalFds[2] = {-1, -1};
 
 void onTermSignal(int signo)
 {
@@ -37,8 +37,7 @@ TermSignalHandler::~TermSignalHandler()
 
 bool TermSignalHandler::install()
 {
-    if (g_signalFds[0] < 0
-        && ::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, g_signalFds) != 0) {
+    if (g_signalFds[0] < 0 && ::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, g_signalFds) != 0) {
         qWarning() << "[main]: cannot create the signal pipe, TERM ends the program without clean-up";
         return false;
     }

@@ -1,5 +1,6 @@
 /* Answers the version query of the codec addon with 2.3.1. */
-typedef struct {
+typedef struct
+{
     unsigned int uMajor;
     unsigned int uMinor;
     unsigned int uRevision;

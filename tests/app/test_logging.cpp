@@ -103,8 +103,9 @@ private slots:
     void logFileNameIsTheStartTime()
     {
         const QString name = Logging::logFileName();
-        QVERIFY2(QRegularExpression("^LOG_\\d{4}\\.\\d{2}\\.\\d{2}_\\d{2}\\.\\d{2}\\.\\d{2}\\.log$").match(name).hasMatch(),
-                 qPrintable(name));
+        QVERIFY2(
+            QRegularExpression("^LOG_\\d{4}\\.\\d{2}\\.\\d{2}_\\d{2}\\.\\d{2}\\.\\d{2}\\.log$").match(name).hasMatch(),
+            qPrintable(name));
         const QDateTime named = QDateTime::fromString(name, "'LOG_'yyyy.MM.dd_HH.mm.ss'.log'");
         QVERIFY(named.isValid());
         QVERIFY(qAbs(named.secsTo(QDateTime::currentDateTime())) < 5);
@@ -125,8 +126,8 @@ private slots:
         // Every line is flushed as it is written, before the file is closed.
         const QStringList whileOpen = readLines(logPath);
         closeLog();
-        QCOMPARE(whileOpen, QStringList({"from before", "[T]: debug 42", "[T]: warning with ümlaut",
-                                         "[T]: critical", "[T]: info"}));
+        QCOMPARE(whileOpen, QStringList({"from before", "[T]: debug 42", "[T]: warning with ümlaut", "[T]: critical",
+                                         "[T]: info"}));
     }
 
     void ffmpegLevelsAndEncoderFilter()
@@ -161,7 +162,8 @@ private slots:
         closeLog();
 
         const QStringList lines = readLines(logPath);
-        const QString encoderInfo = QString("[FFmpeg] INFO [libx264 @ 0x%1] encoder info 1").arg(quintptr(&encoder), 0, 16);
+        const QString encoderInfo =
+            QString("[FFmpeg] INFO [libx264 @ 0x%1] encoder info 1").arg(quintptr(&encoder), 0, 16);
         QVERIFY2(lines.contains(encoderInfo), qPrintable(lines.join('\n')));
         QVERIFY(anyLineStartsWith(lines, "[FFmpeg] PANIC [mp4 @ "));
         QVERIFY(anyLineStartsWith(lines, "[FFmpeg] FATAL [mp4 @ "));
@@ -204,8 +206,8 @@ private slots:
     void sweepKeepsProtectedAndYoungLogs()
     {
         QTemporaryDir folder;
-        const QStringList names = {"LOG_2020.01.01_keep.log", "LOG_2020.01.02_KEEP.log", "LOG_a.log",
-                                   "LOG_b.log", "notes.txt"};
+        const QStringList names = {"LOG_2020.01.01_keep.log", "LOG_2020.01.02_KEEP.log", "LOG_a.log", "LOG_b.log",
+                                   "notes.txt"};
         for (const QString& name : names)
             createFile(folder.filePath(name));
         const QDate created = QDate::currentDate();

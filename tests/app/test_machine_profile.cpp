@@ -133,7 +133,8 @@ private slots:
         in = capableMachine();
         in.idealThreadCount = 2;
         in.cpuModel = 30;
-        QTest::newRow("last refusal names the reason") << in << false << tooOld + "GenuineIntel, family: 0x06, model: 0x1e";
+        QTest::newRow("last refusal names the reason")
+            << in << false << tooOld + "GenuineIntel, family: 0x06, model: 0x1e";
     }
 
     void decision4K()
@@ -195,7 +196,9 @@ private slots:
 
         QTest::ignoreMessage(QtDebugMsg, QRegularExpression("^\\[HM\\]: Creating new HWID: \"\\{.*\\}\"$"));
         const QString id = machineId();
-        QVERIFY(QRegularExpression("^\\{[0-9a-f]{8}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{12}\\}$").match(id).hasMatch());
+        QVERIFY(QRegularExpression("^\\{[0-9a-f]{8}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{12}\\}$")
+                    .match(id)
+                    .hasMatch());
         QSettings file(store.fileName(), QSettings::IniFormat);
         QCOMPARE(file.value("hwid").toString(), id);
         QCOMPARE(machineId(), id);

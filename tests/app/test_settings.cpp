@@ -13,7 +13,6 @@
 
 namespace {
 
-
 QString confPath()
 {
     return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) + "/Halvenmoor/orlune.conf";
@@ -67,8 +66,7 @@ private slots:
         QVERIFY(QDir(expectedData + "/Records").exists());
 
         const QRect desktop = QGuiApplication::primaryScreen()->virtualGeometry();
-        QCOMPARE(settings->readSettingPoint("bubble_pos"),
-                 QPoint(desktop.right() - 99, (desktop.bottom() - 99) / 2));
+        QCOMPARE(settings->readSettingPoint("bubble_pos"), QPoint(desktop.right() - 99, (desktop.bottom() - 99) / 2));
         QCOMPARE(file.value("bubble_pos").toPoint(), settings->readSettingPoint("bubble_pos"));
     }
 
@@ -107,8 +105,8 @@ private slots:
     {
         SettingsManager* settings = SettingsManager::instance();
         QString seen;
-        auto connection = connect(settings, &SettingsManager::loginChanged, this,
-                                  [&] { seen = settings->readSettingStr("login"); });
+        auto connection =
+            connect(settings, &SettingsManager::loginChanged, this, [&] { seen = settings->readSettingStr("login"); });
         settings->setLogin("ann@example.org");
         disconnect(connection);
         QCOMPARE(seen, QString("ann@example.org"));

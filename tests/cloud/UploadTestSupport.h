@@ -11,8 +11,8 @@
 #include "MediaDatabase.h"
 #include "SettingsManager.h"
 #include "UploadHost.h"
-#include "UploadQueue.h"
 #include "UploadQuestions.h"
+#include "UploadQueue.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -180,8 +180,7 @@ public:
 
     // A recording as the recorder leaves it: the media file, its preview and
     // animated preview, a files row, and one segments row per range.
-    QByteArray record(const QString& name, quint32 id, const QList<qint64>& ranges, bool finalize,
-                      quint32 seed = 1)
+    QByteArray record(const QString& name, quint32 id, const QList<qint64>& ranges, bool finalize, quint32 seed = 1)
     {
         qint64 total = 0;
         for (qint64 r : ranges)
@@ -207,7 +206,11 @@ public:
     {
         int segId = firstSegId;
         for (qint64 r : ranges) {
-            sql(QString("insert into segments values('%1', %2, %3, 'false', '%4')").arg(id).arg(pos).arg(r).arg(segId++));
+            sql(QString("insert into segments values('%1', %2, %3, 'false', '%4')")
+                    .arg(id)
+                    .arg(pos)
+                    .arg(r)
+                    .arg(segId++));
             pos += r;
         }
     }
@@ -252,7 +255,8 @@ public:
     QString segmentMarks(quint32 id) const
     {
         QString marks;
-        for (const QString& r : rows(QString("SELECT seg_uploaded FROM segments WHERE file_id=%1 ORDER BY seg_id").arg(id)))
+        for (const QString& r :
+             rows(QString("SELECT seg_uploaded FROM segments WHERE file_id=%1 ORDER BY seg_id").arg(id)))
             marks += r == "true" ? 't' : 'f';
         return marks;
     }

@@ -14,7 +14,8 @@ class TestUploadDeletion : public QObject
     void removeLocally(quint32 id, const QString& name)
     {
         QVERIFY(bench.serverFile(id).value("uploaded").toBool());
-        queueRemoval(id, name, bench.rows(QString("SELECT file_uploadkey FROM files WHERE file_id=%1").arg(id)).value(0));
+        queueRemoval(id, name,
+                     bench.rows(QString("SELECT file_uploadkey FROM files WHERE file_id=%1").arg(id)).value(0));
         UploadBench::sql(QString("DELETE FROM files WHERE file_id=%1").arg(id));
         UploadBench::sql(QString("DELETE FROM segments WHERE file_id=%1").arg(id));
     }

@@ -10,10 +10,7 @@ class TestUploadFaults : public QObject
 
     UploadBench bench;
 
-    QByteArray md5(const QByteArray& data)
-    {
-        return QCryptographicHash::hash(data, QCryptographicHash::Md5).toHex();
-    }
+    QByteArray md5(const QByteArray& data) { return QCryptographicHash::hash(data, QCryptographicHash::Md5).toHex(); }
 
     // Uploads to the end and checks the server's copy against the bytes on disk.
     void finishAndCompare(quint32 id, const QByteArray& data)
@@ -59,8 +56,8 @@ private slots:
         const QByteArray data = bench.record("mismatch.mp4", id, {300000, 400000, 2000000}, true);
         bench.arm("name=upload_position_mismatch&after=1");
         QCOMPARE(bench.runOnce(), QList<int>({127}));
-        QCOMPARE(segmentRows(id), QStringList({"0|1048576|false|0", "1048576|1048576|false|1",
-                                               "2097152|602848|false|2"}));
+        QCOMPARE(segmentRows(id),
+                 QStringList({"0|1048576|false|0", "1048576|1048576|false|1", "2097152|602848|false|2"}));
         QCOMPARE(bench.rows(QString("SELECT file_finalized, file_size, file_segments_count, file_uploaded FROM files "
                                     "WHERE file_id=%1")
                                 .arg(id)),
@@ -163,8 +160,10 @@ private slots:
     {
         QTest::addColumn<QString>("fault");
         QTest::addColumn<QString>("message");
-        QTest::newRow("api_error") << "name=api_error&action=get_user&message=Busy" << "Busy";
-        QTest::newRow("invalid_token") << "name=invalid_token&action=get_user" << "INVALID TOKEN!";
+        QTest::newRow("api_error") << "name=api_error&action=get_user&message=Busy"
+                                   << "Busy";
+        QTest::newRow("invalid_token") << "name=invalid_token&action=get_user"
+                                       << "INVALID TOKEN!";
     }
 
     void accountErrorsStillCountAsAnAnswer()

@@ -103,17 +103,18 @@ private slots:
         QStringList road;
         for (const auto& r : sent) {
             const QUrlQuery q = queryOf(r);
-            road << (q.hasQueryItem("a") ? q.queryItemValue("a")
-                                         : "POST " + q.queryItemValue("start_pos") + "+" + q.queryItemValue("length") +
-                                               " " + q.queryItemValue("finalized") + q.queryItemValue("file_preview_ext"));
+            road << (q.hasQueryItem("a")
+                         ? q.queryItemValue("a")
+                         : "POST " + q.queryItemValue("start_pos") + "+" + q.queryItemValue("length") + " "
+                               + q.queryItemValue("finalized") + q.queryItemValue("file_preview_ext"));
             QCOMPARE(r.toObject().value("user_agent").toString(), QString("KVD Uploader/5.0.31"));
             QCOMPARE(r.toObject().value("accept_encoding").toString(), QString("identity"));
         }
         QCOMPARE(road, QStringList({"get_user", "get_upload_url", "POST 0+700000 1", "POST 700000+1200000 1",
                                     "POST 1900000+600000 1", "POST 0+5000 1gif", "get_user", "get_upload_url",
                                     "get_short_url", "get_short_url"}));
-        QCOMPARE(keysOf(sent[0]), QStringList({"a", "machine_id", "user_token", "user_rand", "user_hash", "version",
-                                               "bits", "os"}));
+        QCOMPARE(keysOf(sent[0]),
+                 QStringList({"a", "machine_id", "user_token", "user_rand", "user_hash", "version", "bits", "os"}));
         QCOMPARE(keysOf(sent[2]),
                  QStringList({"file_name", "file_pseudoname", "file_id", "segment_id", "file_preview_ext", "finalized",
                               "start_pos", "length", "fullsize", "file_segments_count", "bits", "os", "md5val",
@@ -149,7 +150,8 @@ private slots:
         QCOMPARE(bench.runOnce(), QList<int>({128}));
         QCOMPARE(bench.runOnce(), QList<int>({0}));
         QCOMPARE(bench.segmentMarks(id), QString("tt"));
-        QCOMPARE(bench.fileState(id), QString("false|false|false|0|true")); // nothing is written for a running recording
+        QCOMPARE(bench.fileState(id),
+                 QString("false|false|false|0|true")); // nothing is written for a running recording
         QCOMPARE(bench.serverFile(id).value("size").toInt(), 300000);
         QCOMPARE(bench.serverFile(id).value("finalized").toBool(), false);
         QVERIFY(bench.host.popups.isEmpty());
@@ -216,11 +218,13 @@ private slots:
         const quint32 shotId = 300, recId = 200;
         const QByteArray shot = randomBytes(40000, 30);
         bench.writeFile(bench.path("shot.png"), shot);
-        UploadBench::sql(QString("insert into segments values('%1', %2, %3, 'false', '0')").arg(shotId).arg(0).arg(shot.size()));
-        UploadBench::sql(QString("insert into files values('shot.png', %1, 1700000000, %2, 'false', 'shot.png', 'true', "
-                                 "'true', '1', 'shot', '', 'true', '1', 'false')")
-                             .arg(shotId)
-                             .arg(shot.size()));
+        UploadBench::sql(
+            QString("insert into segments values('%1', %2, %3, 'false', '0')").arg(shotId).arg(0).arg(shot.size()));
+        UploadBench::sql(
+            QString("insert into files values('shot.png', %1, 1700000000, %2, 'false', 'shot.png', 'true', "
+                    "'true', '1', 'shot', '', 'true', '1', 'false')")
+                .arg(shotId)
+                .arg(shot.size()));
         const QByteArray rec = bench.record("rec200.mp4", recId, {50000}, true, 20);
 
         QSignalSpy done(bench.queue, &UploadQueue::uploadFileDone);

@@ -73,8 +73,8 @@ private slots:
     void accountRequestsKeepTheirOrder()
     {
         const QUrlQuery q = ServiceQuery::account("get_user", identity);
-        QCOMPARE(keys(q), QStringList({"a", "machine_id", "user_token", "user_rand", "user_hash", "version", "bits",
-                                       "os"}));
+        QCOMPARE(keys(q),
+                 QStringList({"a", "machine_id", "user_token", "user_rand", "user_hash", "version", "bits", "os"}));
         QCOMPARE(q.queryItemValue("a"), QString("get_user"));
         QCOMPARE(q.queryItemValue("user_token"), QString("token"));
         QCOMPARE(q.queryItemValue("user_hash"), QString("hash"));
@@ -131,9 +131,8 @@ private slots:
     void longMessagesAreShortenedInTheLogOnly()
     {
         const QString message(300, QLatin1Char('m'));
-        const ServiceReply reply =
-            ServiceReply::parse("<response><result>ERROR</result><message>" + message.toLatin1() +
-                                "</message></response>");
+        const ServiceReply reply = ServiceReply::parse("<response><result>ERROR</result><message>" + message.toLatin1()
+                                                       + "</message></response>");
         QCOMPARE(reply.map().value("message"), message);
         QCOMPARE(ServiceReply::logValue("message", message), QString("..."));
         QCOMPARE(ServiceReply::logValue("message", message.left(256)), message.left(256));

@@ -56,7 +56,7 @@ inline QStringList topLevelBoxes(const QString& path)
         f.seek(at);
         const QByteArray head = f.read(16);
         quint64 size = (quint64(quint8(head[0])) << 24) | (quint64(quint8(head[1])) << 16)
-            | (quint64(quint8(head[2])) << 8) | quint64(quint8(head[3]));
+                       | (quint64(quint8(head[2])) << 8) | quint64(quint8(head[3]));
         if (size == 1 && head.size() == 16) {
             size = 0;
             for (int i = 8; i < 16; ++i)

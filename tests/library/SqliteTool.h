@@ -37,7 +37,8 @@ inline QString sqliteTableSql(const QString& file, const QString& table)
 
 inline QStringList sqliteColumns(const QString& file, const QString& table)
 {
-    return sqliteTool(file, QString("SELECT name FROM pragma_table_info('%1')").arg(table)).split('\n', Qt::SkipEmptyParts);
+    return sqliteTool(file, QString("SELECT name FROM pragma_table_info('%1')").arg(table))
+        .split('\n', Qt::SkipEmptyParts);
 }
 
 inline QByteArray fileDigest(const QString& path)
@@ -52,7 +53,11 @@ inline QByteArray fileDigest(const QString& path)
 class LogCapture
 {
 public:
-    LogCapture() { previous = qInstallMessageHandler(&LogCapture::handle); active = this; }
+    LogCapture()
+    {
+        previous = qInstallMessageHandler(&LogCapture::handle);
+        active = this;
+    }
     ~LogCapture()
     {
         qInstallMessageHandler(previous);

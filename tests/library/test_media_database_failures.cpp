@@ -33,12 +33,13 @@ private:
     // columns to it fails, which leads to the removal question.
     void makeUnupgradableFile()
     {
-        sqliteTool(dbFile(),
-                   "create table segments (file_id unsigned int,seg_pos unsigned int,seg_size unsigned int,seg_uploaded bool);"
-                   "create table files_store (file_name varchar(128),file_id unsigned int);"
-                   "create view files as select * from files_store;"
-                   "insert into files_store values('old.mp4', 3);"
-                   "PRAGMA user_version=40;");
+        sqliteTool(
+            dbFile(),
+            "create table segments (file_id unsigned int,seg_pos unsigned int,seg_size unsigned int,seg_uploaded bool);"
+            "create table files_store (file_name varchar(128),file_id unsigned int);"
+            "create view files as select * from files_store;"
+            "insert into files_store values('old.mp4', 3);"
+            "PRAGMA user_version=40;");
     }
 
     static void makeFolder(const QString& path) { QVERIFY(QDir().mkpath(path)); }
@@ -139,14 +140,15 @@ private slots:
             random.fillRange(reinterpret_cast<quint32*>(garbage.data()), garbage.size() / 4);
             writeFile(garbage);
         } else {
-            sqliteTool(dbFile(),
-                       QString("create table segments (file_id unsigned int,seg_pos unsigned int,seg_size unsigned int,"
-                               "seg_uploaded bool, seg_id int NOT NULL DEFAULT '-1');"
-                               "create table files (file_name varchar(128),file_id unsigned int,file_pseudoname varchar(128));"
-                               "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i+1 FROM n WHERE i<2000) "
-                               "INSERT INTO segments SELECT i, i*1000, 1000, 'false', i FROM n;"
-                               "PRAGMA user_version=%1;")
-                           .arg(version));
+            sqliteTool(
+                dbFile(),
+                QString("create table segments (file_id unsigned int,seg_pos unsigned int,seg_size unsigned int,"
+                        "seg_uploaded bool, seg_id int NOT NULL DEFAULT '-1');"
+                        "create table files (file_name varchar(128),file_id unsigned int,file_pseudoname varchar(128));"
+                        "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i+1 FROM n WHERE i<2000) "
+                        "INSERT INTO segments SELECT i, i*1000, 1000, 'false', i FROM n;"
+                        "PRAGMA user_version=%1;")
+                    .arg(version));
             QVERIFY(QFileInfo(dbFile()).size() > 4 * 4096);
             QVERIFY(QFile::resize(dbFile(), keepBytes));
         }

@@ -31,11 +31,8 @@ void insertSegment(ThreadResult& result, int fileId)
     result.expected = expectedName(QThread::currentThread());
     result.open = db.isOpen();
     QSqlQuery query(db);
-    result.inserted = query.exec(QString("insert into segments values('%1', %2, %3, 'false', '%4')")
-                                     .arg(fileId)
-                                     .arg(0)
-                                     .arg(100)
-                                     .arg(0));
+    result.inserted = query.exec(
+        QString("insert into segments values('%1', %2, %3, 'false', '%4')").arg(fileId).arg(0).arg(100).arg(0));
     if (!result.inserted)
         qWarning() << query.lastError().text();
 }

@@ -21,17 +21,26 @@ const char* const kOldFiles =
 QString version55Schema()
 {
     return QString(kOldSegments) + kOldFiles
-        + "ALTER TABLE segments ADD COLUMN seg_id int NOT NULL DEFAULT '-1';"
-          "ALTER TABLE files ADD COLUMN file_segments_count unsigned int NOT NULL DEFAULT '0';"
-          "create table deletion_queue (file_id unsigned int,file_name varchar(128),file_preview  varchar(128),"
-          "file_pseudoname varchar(128),file_uploadkey varchar(32),file_preview_uploaded bool);";
+           + "ALTER TABLE segments ADD COLUMN seg_id int NOT NULL DEFAULT '-1';"
+             "ALTER TABLE files ADD COLUMN file_segments_count unsigned int NOT NULL DEFAULT '0';"
+             "create table deletion_queue (file_id unsigned int,file_name varchar(128),file_preview  varchar(128),"
+             "file_pseudoname varchar(128),file_uploadkey varchar(32),file_preview_uploaded bool);";
 }
 
-const QStringList kCurrentFilesTypes = {
-    "file_name:varchar(128)", "file_id:unsignedint", "file_created:unsignedlong", "file_size:unsignedlong",
-    "file_uploaded:bool", "file_preview:varchar(128)", "file_finalized:bool", "file_toupload:bool",
-    "file_duration:unsignedint", "file_pseudoname:varchar(128)", "file_uploadkey:varchar(32)",
-    "file_preview_uploaded:bool", "file_segments_count:unsignedint", "file_preview_gif:bool"};
+const QStringList kCurrentFilesTypes = {"file_name:varchar(128)",
+                                        "file_id:unsignedint",
+                                        "file_created:unsignedlong",
+                                        "file_size:unsignedlong",
+                                        "file_uploaded:bool",
+                                        "file_preview:varchar(128)",
+                                        "file_finalized:bool",
+                                        "file_toupload:bool",
+                                        "file_duration:unsignedint",
+                                        "file_pseudoname:varchar(128)",
+                                        "file_uploadkey:varchar(32)",
+                                        "file_preview_uploaded:bool",
+                                        "file_segments_count:unsignedint",
+                                        "file_preview_gif:bool"};
 
 QStringList columnTypes(const QString& file, const QString& table)
 {
@@ -73,7 +82,11 @@ private:
     }
 
 private slots:
-    void init() { dir = new QTemporaryDir; QVERIFY(dir->isValid()); }
+    void init()
+    {
+        dir = new QTemporaryDir;
+        QVERIFY(dir->isValid());
+    }
     void cleanup()
     {
         closeDatabase();
@@ -114,14 +127,15 @@ private slots:
 
     void version30FileGainsOldColumns()
     {
-        sqliteTool(dbFile(),
-                   "create table segments (file_id unsigned int,seg_pos unsigned int,seg_size unsigned int,seg_uploaded bool);"
-                   "create table files (file_name varchar(128),file_id unsigned int,file_created unsigned long,"
-                   "file_size unsigned int,file_uploaded bool,file_preview  varchar(128),file_finalized bool,"
-                   "file_toupload bool,file_duration unsigned int,file_pseudoname varchar(128));"
-                   "insert into files values('a.mp4', 77, 1600000000, 900, 'false', 'a.mp4.jpg', 'true', 'true', '4', 'a');"
-                   "insert into segments values(77, 0, 900, 'false');"
-                   "PRAGMA user_version=30;");
+        sqliteTool(
+            dbFile(),
+            "create table segments (file_id unsigned int,seg_pos unsigned int,seg_size unsigned int,seg_uploaded bool);"
+            "create table files (file_name varchar(128),file_id unsigned int,file_created unsigned long,"
+            "file_size unsigned int,file_uploaded bool,file_preview  varchar(128),file_finalized bool,"
+            "file_toupload bool,file_duration unsigned int,file_pseudoname varchar(128));"
+            "insert into files values('a.mp4', 77, 1600000000, 900, 'false', 'a.mp4.jpg', 'true', 'true', '4', 'a');"
+            "insert into segments values(77, 0, 900, 'false');"
+            "PRAGMA user_version=30;");
         QCOMPARE(sqliteUserVersion(dbFile()), 30);
 
         LogCapture log;
@@ -141,17 +155,18 @@ private slots:
 
     void version55FileKeepsItsRows()
     {
-        sqliteTool(dbFile(),
-                   version55Schema()
-                       + "insert into files values('rec1.mp4', 305419896, 1700000000, 5000000000, 'true', 'rec1.mp4.jpg', "
-                         "'true', 'true', '12', 'rec1', 'KEY1', 'true', '3');"
-                         "insert into files values('shot.png', 42, 1700000100, 1234, 'false', 'shot.png', 'true', "
-                         "'false', '1', 'shot', '', 'true', '1');"
-                         "insert into segments values(305419896, 0, 1000, 'true', 0);"
-                         "insert into segments values(305419896, 4294967296, 500, 'false', 1);"
-                         "insert into segments values(42, 0, 1234, 'false', -1);"
-                         "insert into deletion_queue values(7, 'gone.mp4', 'gone.mp4.jpg', 'gone', 'K7', 'false');"
-                         "PRAGMA user_version=55;");
+        sqliteTool(
+            dbFile(),
+            version55Schema()
+                + "insert into files values('rec1.mp4', 305419896, 1700000000, 5000000000, 'true', 'rec1.mp4.jpg', "
+                  "'true', 'true', '12', 'rec1', 'KEY1', 'true', '3');"
+                  "insert into files values('shot.png', 42, 1700000100, 1234, 'false', 'shot.png', 'true', "
+                  "'false', '1', 'shot', '', 'true', '1');"
+                  "insert into segments values(305419896, 0, 1000, 'true', 0);"
+                  "insert into segments values(305419896, 4294967296, 500, 'false', 1);"
+                  "insert into segments values(42, 0, 1234, 'false', -1);"
+                  "insert into deletion_queue values(7, 'gone.mp4', 'gone.mp4.jpg', 'gone', 'K7', 'false');"
+                  "PRAGMA user_version=55;");
         makeFolderWithFile(settingsPath() + "/cache");
 
         LogCapture log;
@@ -160,13 +175,16 @@ private slots:
         checkCurrentLayout();
         QVERIFY(!QDir(settingsPath() + "/cache").exists());
         QVERIFY(!log.contains("table creation failed"));
-        QCOMPARE(sqliteTool(dbFile(), "SELECT * FROM files ORDER BY file_id"),
-                 QString("shot.png|42|1700000100|1234|false|shot.png|true|false|1|shot||true|1|false\n"
-                         "rec1.mp4|305419896|1700000000|5000000000|true|rec1.mp4.jpg|true|true|12|rec1|KEY1|true|3|false"));
-        QCOMPARE(sqliteTool(dbFile(), "SELECT typeof(file_size) FROM files WHERE file_id=305419896"), QString("integer"));
+        QCOMPARE(
+            sqliteTool(dbFile(), "SELECT * FROM files ORDER BY file_id"),
+            QString("shot.png|42|1700000100|1234|false|shot.png|true|false|1|shot||true|1|false\n"
+                    "rec1.mp4|305419896|1700000000|5000000000|true|rec1.mp4.jpg|true|true|12|rec1|KEY1|true|3|false"));
+        QCOMPARE(sqliteTool(dbFile(), "SELECT typeof(file_size) FROM files WHERE file_id=305419896"),
+                 QString("integer"));
         QCOMPARE(sqliteTool(dbFile(), "SELECT * FROM segments ORDER BY _rowid_"),
                  QString("305419896|0|1000|true|0\n305419896|4294967296|500|false|1\n42|0|1234|false|-1"));
-        QCOMPARE(sqliteTool(dbFile(), "SELECT * FROM deletion_queue"), QString("7|gone.mp4|gone.mp4.jpg|gone|K7|false"));
+        QCOMPARE(sqliteTool(dbFile(), "SELECT * FROM deletion_queue"),
+                 QString("7|gone.mp4|gone.mp4.jpg|gone|K7|false"));
     }
 
     void currentFileIsLeftAlone()

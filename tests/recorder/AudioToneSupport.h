@@ -14,8 +14,8 @@
 #include <QProcess>
 #include <QString>
 #include <QStringList>
-#include <QtEndian>
 #include <QTest>
+#include <QtEndian>
 #include <cmath>
 #include <cstdint>
 #include <vector>
@@ -64,7 +64,8 @@ inline AudioParams recordingAudioOut()
 
 // The left channel of encoded packets as the library's own decoder gives it
 // (planar float, as the AAC decoder delivers), with the decoded format.
-struct DecodedSound {
+struct DecodedSound
+{
     std::vector<float> left;
     int sampleRate = 0;
     int channels = 0;
@@ -99,7 +100,8 @@ inline DecodedSound decodePackets(const AVCodecParameters* stream, const std::ve
 inline std::vector<float> decodeFileSound(const QString& path, int rate = 44100)
 {
     QProcess tool;
-    tool.start("ffmpeg", {"-v", "error", "-i", path, "-vn", "-ac", "1", "-ar", QString::number(rate), "-f", "f32le", "-"});
+    tool.start("ffmpeg",
+               {"-v", "error", "-i", path, "-vn", "-ac", "1", "-ar", QString::number(rate), "-f", "f32le", "-"});
     if (!tool.waitForFinished(60000) || tool.exitCode() != 0 || !tool.readAllStandardError().trimmed().isEmpty())
         return {};
     const QByteArray raw = tool.readAllStandardOutput();
@@ -116,8 +118,14 @@ inline bool writeToneWav(const QString& path, double frequency, double seconds, 
     const quint32 frames = quint32(seconds * rate);
     const quint32 dataBytes = frames * channels * 2;
     QByteArray wav;
-    auto put32 = [&wav](quint32 v) { v = qToLittleEndian(v); wav.append(reinterpret_cast<const char*>(&v), 4); };
-    auto put16 = [&wav](quint16 v) { v = qToLittleEndian(v); wav.append(reinterpret_cast<const char*>(&v), 2); };
+    auto put32 = [&wav](quint32 v) {
+        v = qToLittleEndian(v);
+        wav.append(reinterpret_cast<const char*>(&v), 4);
+    };
+    auto put16 = [&wav](quint16 v) {
+        v = qToLittleEndian(v);
+        wav.append(reinterpret_cast<const char*>(&v), 2);
+    };
     wav.append("RIFF");
     put32(36 + dataBytes);
     wav.append("WAVEfmt ");
@@ -141,7 +149,8 @@ inline bool writeToneWav(const QString& path, double frequency, double seconds, 
 
 // Plays a WAV file into the sound server (the default sink unless named) for
 // as long as the object lives.
-class TonePlayer {
+class TonePlayer
+{
 public:
     explicit TonePlayer(const QString& wavPath, const QString& sink = QString())
     {
@@ -163,7 +172,8 @@ private:
 };
 
 // A module of the test's sound server, loaded with pactl for the object's life.
-class PulseModule {
+class PulseModule
+{
 public:
     explicit PulseModule(const QString& module, const QStringList& arguments = {})
     {

@@ -49,7 +49,10 @@ public:
     }
 
 private:
-    explicit GifTestReader(QByteArray bytes) : data(std::move(bytes)) {}
+    explicit GifTestReader(QByteArray bytes)
+        : data(std::move(bytes))
+    {
+    }
 
     int byte()
     {

@@ -23,7 +23,8 @@ class SessionEvents : public QObject
 public:
     explicit SessionEvents(ffmpegMux& session)
     {
-        connect(&session, &ffmpegMux::recordingStarted, this, [this](int s) { events << QString("started:%1").arg(s); });
+        connect(&session, &ffmpegMux::recordingStarted, this,
+                [this](int s) { events << QString("started:%1").arg(s); });
         connect(&session, &ffmpegMux::recordingDone, this, [this](int s) { events << QString("done:%1").arg(s); });
         connect(&session, &ffmpegMux::recordingFailed, this, [this](int s) { events << QString("failed:%1").arg(s); });
         connect(&session, &ffmpegMux::recordingAudioFails, this,
@@ -42,7 +43,8 @@ public:
 };
 
 // A database in a folder of its own, opened as the program opens it.
-struct TestLibrary {
+struct TestLibrary
+{
     QTemporaryDir dir;
     bool open() { return dir.isValid() && openDatabase(dir.path()); }
     QString databasePath() const { return dir.path() + "/orlune.sqlite"; }

@@ -19,7 +19,8 @@ public:
     template <typename Encoder>
     explicit PacketSink(Encoder* encoder)
     {
-        connect(encoder, &Encoder::frameEncoded, this, [this](void* p) { packets.emplace_back(static_cast<AVPacket*>(p)); });
+        connect(encoder, &Encoder::frameEncoded, this,
+                [this](void* p) { packets.emplace_back(static_cast<AVPacket*>(p)); });
     }
     std::vector<PacketPtr> packets;
 };

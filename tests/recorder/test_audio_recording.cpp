@@ -21,7 +21,8 @@ constexpr double kSystemTone = 1000;
 constexpr double kOffTone = 700;
 constexpr int kRate = 44100;
 
-struct Tones {
+struct Tones
+{
     double mic = 0;
     double system = 0;
     double off = 0;
@@ -156,32 +157,36 @@ void TestAudioRecording::levelZeroRecordsSilence()
     const Tones t = measureTones(path);
     QVERIFY2(t.rms < 1e-4, qPrintable(describe(t)));
     // The track still runs the whole recording.
-    const double seconds = runTool("ffprobe", {"-v", "error", "-select_streams", "a", "-show_entries", "format=duration",
-                                               "-of", "csv=p=0", path})
+    const double seconds = runTool("ffprobe", {"-v", "error", "-select_streams", "a", "-show_entries",
+                                               "format=duration", "-of", "csv=p=0", path})
                                .toDouble();
     QVERIFY2(seconds > 3.5, qPrintable(QString::number(seconds)));
 }
 
 void TestAudioRecording::microphoneRemovedMidRecording()
 {
-    auto mic = std::make_unique<PulseModule>(
-        "module-sine-source", QStringList{"source_name=orlune_unplugged", "frequency=440"});
+    auto mic = std::make_unique<PulseModule>("module-sine-source",
+                                             QStringList{"source_name=orlune_unplugged", "frequency=440"});
     QVERIFY(mic->loaded());
     QList<int> popups;
-    const QString path = record("unplugged.mp4", "audio=orlune_unplugged", 8, [&popups](ffmpegMux& c) {
-        QObject::connect(&c, &ffmpegMux::AudioPopup, &c, [&popups](int devid, QString) { popups << devid; });
-    }, [&mic](ffmpegMux&) {
-        // The sound server either ends the capture stream or moves it to its
-        // fallback source; the recording goes on in both cases.
-        mic->unload();
-    });
+    const QString path = record(
+        "unplugged.mp4", "audio=orlune_unplugged", 8,
+        [&popups](ffmpegMux& c) {
+            QObject::connect(&c, &ffmpegMux::AudioPopup, &c, [&popups](int devid, QString) { popups << devid; });
+        },
+        [&mic](ffmpegMux&) {
+            // The sound server either ends the capture stream or moves it to its
+            // fallback source; the recording goes on in both cases.
+            mic->unload();
+        });
     QVERIFY(!path.isEmpty());
     QVERIFY(popups.isEmpty());
-    const QStringList rows = sqliteRows(library.databasePath(),
-                                        "SELECT file_finalized FROM files WHERE file_name='unplugged.mp4';");
+    const QStringList rows =
+        sqliteRows(library.databasePath(), "SELECT file_finalized FROM files WHERE file_name='unplugged.mp4';");
     QCOMPARE(rows, QStringList({"true"}));
     // Complete and playable: both streams, and the whole file decodes without an error.
-    const QString codecs = runTool("ffprobe", {"-v", "error", "-show_entries", "stream=codec_name", "-of", "csv=p=0", path});
+    const QString codecs =
+        runTool("ffprobe", {"-v", "error", "-show_entries", "stream=codec_name", "-of", "csv=p=0", path});
     QCOMPARE(codecs.split('\n'), QStringList({"h264", "aac"}));
     QProcess decode;
     decode.start("ffmpeg", {"-v", "error", "-i", path, "-f", "null", "-"});

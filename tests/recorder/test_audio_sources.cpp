@@ -53,12 +53,12 @@ void TestAudioSources::capturesSourceShapes_data()
     QTest::newRow("mono sine") << "module-sine-source" << QStringList{"source_name=t_mono", "frequency=440"} << "t_mono"
                                << false << 440.0 << QByteArray() << 3 << 1 << 44100;
     QTest::newRow("four channels") << "module-null-sink" << QStringList{"sink_name=t_quad", "channels=4", "rate=44100"}
-                                   << "t_quad.monitor" << true << 1000.0 << QByteArray("channelmap") << 4 << 2
-                                   << 44100;
+                                   << "t_quad.monitor" << true << 1000.0 << QByteArray("channelmap") << 4 << 2 << 44100;
     QTest::newRow("six channels") << "module-null-sink" << QStringList{"sink_name=t_six", "channels=6", "rate=48000"}
                                   << "t_six.monitor" << true << 1000.0 << QByteArray("channelmap") << 4 << 2 << 48000;
-    QTest::newRow("96000 Hz") << "module-sine-source" << QStringList{"source_name=t_hires", "frequency=440", "rate=96000"}
-                              << "t_hires" << false << 440.0 << QByteArray("aresample") << 4 << 1 << 48000;
+    QTest::newRow("96000 Hz") << "module-sine-source"
+                              << QStringList{"source_name=t_hires", "frequency=440", "rate=96000"} << "t_hires" << false
+                              << 440.0 << QByteArray("aresample") << 4 << 1 << 48000;
     QTest::newRow("six channels at 96000 Hz")
         << "module-null-sink" << QStringList{"sink_name=t_big", "channels=6", "rate=96000"} << "t_big.monitor" << true
         << 1000.0 << QByteArray("channelmap aresample") << 5 << 2 << 48000;

@@ -110,10 +110,10 @@ void TestFfmpegMux::writePacketEntersOnlyWrittenBytes()
     QCOMPARE(outputState.segmentNumber, quint32(2));
     // The rows exist only for bytes already on disk: read while the file is still open.
     QCOMPARE(QFileInfo(outputState.path).size(), qint64(150));
-    QCOMPARE(sqliteRows(library.databasePath(),
-                        QString("SELECT seg_id, seg_pos, seg_size FROM segments WHERE file_id=%1 ORDER BY seg_id;")
-                            .arg(id)),
-             QStringList({"0|0|100", "1|100|50"}));
+    QCOMPARE(
+        sqliteRows(library.databasePath(),
+                   QString("SELECT seg_id, seg_pos, seg_size FROM segments WHERE file_id=%1 ORDER BY seg_id;").arg(id)),
+        QStringList({"0|0|100", "1|100|50"}));
 
     // Without an owning session the bytes land but no row is made.
     outputState.session = nullptr;
@@ -160,9 +160,9 @@ void TestFfmpegMux::recordsSegmentedFileAndFinalizesRow()
 
     const QString id = QString::number(coder.fileId);
     QVERIFY(coder.fileId != 0);
-    const QStringList segments = sqliteRows(
-        library.databasePath(),
-        "SELECT seg_id, seg_pos, seg_size, seg_uploaded FROM segments WHERE file_id=" + id + " ORDER BY seg_id;");
+    const QStringList segments =
+        sqliteRows(library.databasePath(), "SELECT seg_id, seg_pos, seg_size, seg_uploaded FROM segments WHERE file_id="
+                                               + id + " ORDER BY seg_id;");
     QVERIFY2(segments.size() >= 2, qPrintable(segments.join(';')));
     qint64 expectedPosition = 0;
     for (int i = 0; i < segments.size(); ++i) {
@@ -176,10 +176,11 @@ void TestFfmpegMux::recordsSegmentedFileAndFinalizesRow()
     }
     QCOMPARE(expectedPosition, fileSize);
 
-    const QStringList rows = sqliteRows(library.databasePath(),
-                                        "SELECT file_name, file_finalized, file_size, file_segments_count, "
-                                        "file_pseudoname, file_toupload, file_preview, file_preview_gif, "
-                                        "file_duration FROM files WHERE file_id=" + id + ";");
+    const QStringList rows =
+        sqliteRows(library.databasePath(), "SELECT file_name, file_finalized, file_size, file_segments_count, "
+                                           "file_pseudoname, file_toupload, file_preview, file_preview_gif, "
+                                           "file_duration FROM files WHERE file_id="
+                                               + id + ";");
     QCOMPARE(rows.size(), 1);
     const QStringList row = rows[0].split('|');
     QCOMPARE(row.size(), 9);
@@ -234,8 +235,8 @@ void TestFfmpegMux::silentMicrophoneEndsAfterSourceWait()
     // The end came from the source wait of about 3 seconds.
     QVERIFY2(clock.elapsed() >= 3000, qPrintable(QString::number(clock.elapsed())));
     // The file was opened before the wait, so its row is closed like any other.
-    const QStringList rows = sqliteRows(library.databasePath(), "SELECT file_finalized FROM files WHERE file_id=" +
-                                                                    QString::number(coder.fileId) + ";");
+    const QStringList rows = sqliteRows(library.databasePath(), "SELECT file_finalized FROM files WHERE file_id="
+                                                                    + QString::number(coder.fileId) + ";");
     QCOMPARE(rows, QStringList({"true"}));
 }
 

@@ -41,7 +41,8 @@ void TestFfmpegMuxWatchdog::silentSourceEndsAtSecondCheck()
     // A recording ended by the watchdog is still closed properly.
     const QStringList rows =
         sqliteRows(library.databasePath(), "SELECT file_finalized, file_segments_count, file_size FROM files WHERE "
-                                           "file_id=" + QString::number(coder.fileId) + ";");
+                                           "file_id="
+                                               + QString::number(coder.fileId) + ";");
     QCOMPARE(rows.size(), 1);
     const QStringList row = rows[0].split('|');
     QCOMPARE(row[0], QString("true"));

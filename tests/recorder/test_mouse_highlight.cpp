@@ -15,7 +15,8 @@ extern "C" {
 }
 
 namespace {
-struct Box {
+struct Box
+{
     int x, y, w, h;
     bool operator==(const Box& o) const { return x == o.x && y == o.y && w == o.w && h == o.h; }
 };
@@ -57,9 +58,18 @@ std::vector<Box> step(MouseHighlight& highlight, int x, int y, int state, int wi
 
 using Boxes = std::vector<Box>;
 const Boxes kNone;
-Boxes plain(int x, int y) { return {{x, y, 24, 0}}; }
-Boxes pressed(int x, int y) { return {{x, y, 28, 0}, {x, y, 34, 2}}; }
-Boxes ring(int x, int y, int w) { return {{x, y, w, 2}}; }
+Boxes plain(int x, int y)
+{
+    return {{x, y, 24, 0}};
+}
+Boxes pressed(int x, int y)
+{
+    return {{x, y, 28, 0}, {x, y, 34, 2}};
+}
+Boxes ring(int x, int y, int w)
+{
+    return {{x, y, w, 2}};
+}
 
 // A black picture of the given packed format.
 FramePtr blackFrame(AVPixelFormat format, int width = 100, int height = 100)
@@ -215,7 +225,8 @@ void TestMouseHighlight::leavesOtherFormatsAlone()
     HighlightPainter painter;
     FramePtr frame = blackFrame(AV_PIX_FMT_YUV420P);
     addBox(frame.get(), 50, 50, 24, 0);
-    QTest::ignoreMessage(QtWarningMsg, QRegularExpression("mouse highlight cannot be painted on pixel format.*yuv420p"));
+    QTest::ignoreMessage(QtWarningMsg,
+                         QRegularExpression("mouse highlight cannot be painted on pixel format.*yuv420p"));
     QVERIFY(!painter.paint(frame.get()));
     QCOMPARE(frame->data[0][50 * frame->linesize[0] + 50], uint8_t(0));
     QVERIFY(!av_frame_get_side_data(frame.get(), AV_FRAME_DATA_DETECTION_BBOXES));

@@ -30,10 +30,9 @@ bool runToolInto(const QString& program, const QStringList& args, QByteArray* ou
 bool makeRecording(const QString& path, const QStringList& extra = {}, const QString& size = "320x240",
                    const QStringList& videoOptions = {})
 {
-    QStringList args{
-        "-v",        "error", "-y", "-f",       "lavfi", "-i",      "testsrc2=s=" + size + ":d=3",
-        "-f",        "lavfi", "-i", "sine=d=3", "-c:v",  "libx264", "-preset",
-        "ultrafast", "-g",    "25"};
+    QStringList args{"-v",        "error", "-y", "-f",       "lavfi", "-i",      "testsrc2=s=" + size + ":d=3",
+                     "-f",        "lavfi", "-i", "sine=d=3", "-c:v",  "libx264", "-preset",
+                     "ultrafast", "-g",    "25"};
     args << videoOptions << "-c:a"
          << "aac" << extra << "-movflags"
          << "frag_keyframe+empty_moov" << path;
@@ -43,9 +42,8 @@ bool makeRecording(const QString& path, const QStringList& extra = {}, const QSt
 QJsonObject probe(const QString& path)
 {
     QByteArray out;
-    if (!runToolInto("ffprobe",
-                 {"-v", "error", "-count_packets", "-show_streams", "-show_format", "-of", "json", path},
-                 &out))
+    if (!runToolInto("ffprobe", {"-v", "error", "-count_packets", "-show_streams", "-show_format", "-of", "json", path},
+                     &out))
         return {};
     return QJsonDocument::fromJson(out).object();
 }
@@ -111,8 +109,7 @@ private slots:
         const QJsonObject in = probe(source), copy = probe(out);
         QCOMPARE(streamTypes(copy), (QStringList{"video", "audio"}));
         for (int i = 0; i < 2; ++i) {
-            const QJsonObject a = in["streams"].toArray()[i].toObject(),
-                              b = copy["streams"].toArray()[i].toObject();
+            const QJsonObject a = in["streams"].toArray()[i].toObject(), b = copy["streams"].toArray()[i].toObject();
             QCOMPARE(b["codec_name"], a["codec_name"]);
             QCOMPARE(b["nb_read_packets"], a["nb_read_packets"]);
         }
@@ -167,9 +164,8 @@ private slots:
         const QString missing = dir.filePath("nothere.mp4");
         const QString out = dir.filePath("never2.mp4");
         QCOMPARE(remux(missing, out), 1);
-        QCOMPARE(
-            QString(remuxMessage()),
-            QString("Could not open input file '%1': error:-2 (\"No such file or directory\")").arg(missing));
+        QCOMPARE(QString(remuxMessage()),
+                 QString("Could not open input file '%1': error:-2 (\"No such file or directory\")").arg(missing));
         QVERIFY(!QFile::exists(out));
 
         const QString junk = dir.filePath("junk.mp4");
@@ -178,8 +174,7 @@ private slots:
         f.write(QByteArray(4096, 'x'));
         f.close();
         QCOMPARE(remux(junk, out), 1);
-        QVERIFY(
-            QString(remuxMessage()).startsWith(QString("Could not open input file '%1': error:").arg(junk)));
+        QVERIFY(QString(remuxMessage()).startsWith(QString("Could not open input file '%1': error:").arg(junk)));
         // The source is never touched.
         QCOMPARE(QFileInfo(junk).size(), 4096);
     }
@@ -188,9 +183,8 @@ private slots:
     {
         const QString out = dir.filePath("no/such/folder/out.mp4");
         QCOMPARE(remux(source, out), 1);
-        QCOMPARE(
-            QString(remuxMessage()),
-            QString("Could not open output file '%1': error:-2 (\"No such file or directory\")").arg(out));
+        QCOMPARE(QString(remuxMessage()),
+                 QString("Could not open output file '%1': error:-2 (\"No such file or directory\")").arg(out));
     }
 
     void codecTheContainerRefusesFails()
@@ -199,11 +193,10 @@ private slots:
         // sound that an MP4 cannot: the header is refused, the run fails.
         const QString mov = dir.filePath("pcm.mov");
         QVERIFY(runToolInto("ffmpeg", {"-v", "error", "-y", "-f", "lavfi", "-i", "testsrc2=s=160x120:d=1", "-f",
-                                   "lavfi", "-i", "sine=d=1", "-c:v", "libx264", "-c:a", "pcm_s16le", mov}));
+                                       "lavfi", "-i", "sine=d=1", "-c:v", "libx264", "-c:a", "pcm_s16le", mov}));
         const QString out = dir.filePath("pcm-copy.mp4");
         QCOMPARE(remux(mov, out), 1);
-        QVERIFY2(QString(remuxMessage()).startsWith("Error occurred when writing output file: error:"),
-                 remuxMessage());
+        QVERIFY2(QString(remuxMessage()).startsWith("Error occurred when writing output file: error:"), remuxMessage());
     }
 
     void dataStreamIsDropped()

@@ -52,8 +52,9 @@ QList<QImage> decodeFrames(const QString& path, const QString& filter, const QSt
     QDir().mkpath(folder);
     QList<QImage> frames;
     // Passthrough: one picture per recorded frame, none repeated to fill gaps.
-    if (QProcess::execute("ffmpeg", {"-v", "error", "-i", path, "-vf", filter, "-fps_mode", "passthrough",
-                                     folder + "/f%04d.png"}) != 0)
+    if (QProcess::execute("ffmpeg",
+                          {"-v", "error", "-i", path, "-vf", filter, "-fps_mode", "passthrough", folder + "/f%04d.png"})
+        != 0)
         return frames;
     const QStringList names = QDir(folder).entryList({"f*.png"}, QDir::Files, QDir::Name);
     for (const QString& name : names)
@@ -322,13 +323,15 @@ void TestScreenCapture::cutsRegionToTheScreen()
     ffmpegVideoCap cap;
     cap.setCaptureParams(region.x(), region.y(), region.width(), region.height());
     if (expected.width() != region.width())
-        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QString("Capture width reduced from %1 to %2 to fit within display")
-                                                                  .arg(region.width())
-                                                                  .arg(expected.width())));
+        QTest::ignoreMessage(QtWarningMsg,
+                             QRegularExpression(QString("Capture width reduced from %1 to %2 to fit within display")
+                                                    .arg(region.width())
+                                                    .arg(expected.width())));
     if (expected.height() != region.height())
-        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QString("Capture height reduced from %1 to %2 to fit within display")
-                                                                  .arg(region.height())
-                                                                  .arg(expected.height())));
+        QTest::ignoreMessage(QtWarningMsg,
+                             QRegularExpression(QString("Capture height reduced from %1 to %2 to fit within display")
+                                                    .arg(region.height())
+                                                    .arg(expected.height())));
     QVERIFY(cap.open_input_device(display.constData()) >= 1);
     VideoParams params;
     QCOMPARE(cap.fillVideoParams(params), 1);

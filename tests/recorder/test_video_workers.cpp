@@ -16,7 +16,8 @@ constexpr AVRational kOutputTimeBase{1, 12800};
 
 // The capture opened on the test picture, and an encoder set up for it the way
 // a recording sets them up.
-struct VideoChain {
+struct VideoChain
+{
     ffmpegVideoCap cap;
     ffmpegVideoEnc enc;
     OutputFormatContextPtr output = streamOnlyOutput();
@@ -33,7 +34,7 @@ struct VideoChain {
         out.width = outWidth;
         out.height = outHeight;
         return enc.init_video_codec("", out, -1, false) == 1 && enc.addToOutput(output.get(), 0, out) == 1
-            && enc.init_video_filters(in, out, cropX, cropY, cropW, cropH) == 0;
+               && enc.init_video_filters(in, out, cropX, cropY, cropW, cropH) == 0;
     }
 
     // Starts capture and lets frames through once the input is ready.

@@ -72,8 +72,7 @@ ServiceProcess::Reply ServiceProcess::wait(QNetworkReply* reply)
     return r;
 }
 
-ServiceProcess::Reply ServiceProcess::get(const QString& pathAndQuery,
-                                          const QMap<QByteArray, QByteArray>& headers)
+ServiceProcess::Reply ServiceProcess::get(const QString& pathAndQuery, const QMap<QByteArray, QByteArray>& headers)
 {
     QNetworkRequest request(QUrl(url(pathAndQuery)));
     for (auto it = headers.begin(); it != headers.end(); ++it)
@@ -95,8 +94,7 @@ QUrlQuery ServiceProcess::credentials(const Account& account, const QString& mac
     // The program's signature: SHA-1 over rand, salt and machine id.
     const QString rand = "Rand" + QString::number(qHash(account.token) % 100000);
     const QByteArray hash =
-        QCryptographicHash::hash((rand + account.salt + machineId).toUtf8(), QCryptographicHash::Sha1)
-            .toHex();
+        QCryptographicHash::hash((rand + account.salt + machineId).toUtf8(), QCryptographicHash::Sha1).toHex();
     QUrlQuery q;
     q.addQueryItem("machine_id", machineId);
     q.addQueryItem("user_token", account.token);
@@ -105,8 +103,8 @@ QUrlQuery ServiceProcess::credentials(const Account& account, const QString& mac
     return q;
 }
 
-QMap<QString, QString> ServiceProcess::api(const QString& action, const Account& account,
-                                           const QUrlQuery& extra, Reply* raw)
+QMap<QString, QString> ServiceProcess::api(const QString& action, const Account& account, const QUrlQuery& extra,
+                                           Reply* raw)
 {
     QUrlQuery q;
     q.addQueryItem("a", action);

@@ -28,7 +28,10 @@ public:
         QByteArray header(const QByteArray& name) const { return headers.value(name.toLower()); }
     };
 
-    explicit ServiceProcess(const QString& dataDir) : dataDir(dataDir) {}
+    explicit ServiceProcess(const QString& dataDir)
+        : dataDir(dataDir)
+    {
+    }
     ~ServiceProcess();
 
     bool start();

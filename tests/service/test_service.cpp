@@ -40,8 +40,7 @@ class TestService : public QObject
 private:
     // One range as the program's uploader sends it.
     ServiceProcess::Reply upload(quint32 fileId, const QByteArray& bytes, qint64 startPos, qint64 fullSize,
-                                 bool finalized, const QString& previewExt = {},
-                                 const QByteArray& md5Override = {})
+                                 bool finalized, const QString& previewExt = {}, const QByteArray& md5Override = {})
     {
         QUrlQuery q;
         q.addQueryItem("file_name", "rec.mp4");
@@ -189,8 +188,8 @@ private slots:
         // The journal shows the requests as they came, user agent included.
         const QJsonArray journal = QJsonDocument::fromJson(service->get("/admin/requests").body).array();
         QVERIFY(std::any_of(journal.begin(), journal.end(), [](const QJsonValue& v) {
-            return v.toObject().value("target").toString().contains("md5val=") &&
-                   v.toObject().value("user_agent").toString() == "KVD Uploader/5.0.31";
+            return v.toObject().value("target").toString().contains("md5val=")
+                   && v.toObject().value("user_agent").toString() == "KVD Uploader/5.0.31";
         }));
     }
 
@@ -220,17 +219,16 @@ private slots:
 
         QTest::newRow("416 without action")
             << "name=upload_416" << true << 416 << QByteArray("-X-KVD-FileAction") << "";
-        QTest::newRow("416 with action")
-            << "name=upload_416_action&action=2" << true << 416 << QByteArray("X-KVD-FileAction: 2") << "";
+        QTest::newRow("416 with action") << "name=upload_416_action&action=2" << true << 416
+                                         << QByteArray("X-KVD-FileAction: 2") << "";
         QTest::newRow("position mismatch")
             << "name=upload_position_mismatch" << true << 416 << QByteArray("-X-KVD-FileAction") << "";
         QTest::newRow("516") << "name=upload_516" << true << 516
                              << QByteArray("X-Server-Info: This video file is not registered!") << "";
         QTest::newRow("upload 500") << "name=status_500&target=upload" << true << 500 << QByteArray() << "";
-        QTest::newRow("ERROR result") << "name=api_error&message=Down%20for%20repairs" << false << 200
-                                      << QByteArray() << "Down for repairs";
-        QTest::newRow("invalid token")
-            << "name=invalid_token" << false << 200 << QByteArray() << "INVALID TOKEN!";
+        QTest::newRow("ERROR result") << "name=api_error&message=Down%20for%20repairs" << false << 200 << QByteArray()
+                                      << "Down for repairs";
+        QTest::newRow("invalid token") << "name=invalid_token" << false << 200 << QByteArray() << "INVALID TOKEN!";
         QTest::newRow("not XML") << "name=not_xml" << false << 200 << QByteArray() << "";
         QTest::newRow("api 500") << "name=status_500&target=api" << false << 500 << QByteArray() << "";
     }
@@ -274,8 +272,7 @@ private slots:
         // Used up: the next request is answered normally.
         const auto next = request();
         QCOMPARE(next.status, 200);
-        QVERIFY(onUpload ? next.has("X-KVD-Uploaded")
-                         : ServiceProcess::parseXml(next.body).value("result") == "OK");
+        QVERIFY(onUpload ? next.has("X-KVD-Uploaded") : ServiceProcess::parseXml(next.body).value("result") == "OK");
     }
 
     void faultFiltersAndServerChange()
@@ -283,8 +280,7 @@ private slots:
         // A fault can wait for one action and leave the others alone.
         arm("name=api_error&action=get_short_url");
         QCOMPARE(service->api("get_user", alice).value("result"), QString("OK"));
-        QCOMPARE(service->api("get_short_url", alice).value("message"),
-                 QString("Service is temporarily unavailable"));
+        QCOMPARE(service->api("get_short_url", alice).value("message"), QString("Service is temporarily unavailable"));
         QVERIFY(QJsonDocument::fromJson(service->get("/admin/faults").body).array().isEmpty());
 
         const QByteArray data = randomBytes(100, 11);
@@ -344,24 +340,20 @@ private slots:
     {
         auto r = service->get("/account");
         QCOMPARE(r.status, 200);
-        for (const char* needle :
-             {"id=\"signIn\"", "id=\"signUp\"", "invokeApplyNewCredentials(login, token, salt)",
-              "qrc:///qtwebchannel/qwebchannel.js"})
+        for (const char* needle : {"id=\"signIn\"", "id=\"signUp\"", "invokeApplyNewCredentials(login, token, salt)",
+                                   "qrc:///qtwebchannel/qwebchannel.js"})
             QVERIFY2(r.body.contains(needle), needle);
         QVERIFY(service->get("/qwebchannel.js").body.contains("QWebChannel"));
 
-        r = service->post("/account/signup", "login=bob&password=s%2Bcret",
-                          "application/x-www-form-urlencoded");
+        r = service->post("/account/signup", "login=bob&password=s%2Bcret", "application/x-www-form-urlencoded");
         const QJsonObject created = QJsonDocument::fromJson(r.body).object();
         QCOMPARE(created.value("result").toString(), QString("OK"));
         r = service->post("/account/signin", "login=bob&password=wrong", "application/x-www-form-urlencoded");
         QCOMPARE(QJsonDocument::fromJson(r.body).object().value("result").toString(), QString("ERROR"));
-        r = service->post("/account/signin", "login=bob&password=s%2Bcret",
-                          "application/x-www-form-urlencoded");
+        r = service->post("/account/signin", "login=bob&password=s%2Bcret", "application/x-www-form-urlencoded");
         const QJsonObject signedIn = QJsonDocument::fromJson(r.body).object();
         QCOMPARE(signedIn.value("token"), created.value("token"));
-        const ServiceProcess::Account bob{"bob", signedIn.value("token").toString(),
-                                          signedIn.value("salt").toString()};
+        const ServiceProcess::Account bob{"bob", signedIn.value("token").toString(), signedIn.value("salt").toString()};
         QCOMPARE(service->api("get_user", bob).value("name"), QString("bob"));
 
         // An account closed by the operator is told so.

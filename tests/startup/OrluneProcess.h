@@ -35,7 +35,7 @@ inline QString orluneDataFolder()
 inline QString orluneConfigFile()
 {
     return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation)
-        + QStringLiteral("/Halvenmoor/orlune.conf");
+           + QStringLiteral("/Halvenmoor/orlune.conf");
 }
 
 // The environment of a copy of this test's own: the single-instance lock and
@@ -72,8 +72,7 @@ inline OrluneRun collectOrlune(QProcess& process, int timeoutMs)
     return run;
 }
 
-inline OrluneRun runOrlune(const QStringList& args, int timeoutMs,
-                           const QProcessEnvironment& env = orluneEnvironment())
+inline OrluneRun runOrlune(const QStringList& args, int timeoutMs, const QProcessEnvironment& env = orluneEnvironment())
 {
     QProcess process;
     startOrlune(process, args, env);

@@ -49,13 +49,13 @@ void TestCommandLineErrors::refusedBeforeStart_data()
     QTest::newRow("fraction") << QStringList{"-record", "0,0,100.5,10"} << display << "four integers";
     QTest::newRow("negative width") << QStringList{"-record", "0,0,-5,10"} << display << "must not be negative";
     QTest::newRow("no rectangle") << QStringList{"-record"} << display << "X,Y,W,H after it";
-    QTest::newRow("duration not a number") << QStringList{"-record", "0,0,320,240", "-duration", "soon"} << display
-                                           << "-duration wants a number";
+    QTest::newRow("duration not a number")
+        << QStringList{"-record", "0,0,320,240", "-duration", "soon"} << display << "-duration wants a number";
     QTest::newRow("duration negative") << QStringList{"-record", "0,0,320,240", "-duration", "-4"} << display
                                        << "-duration wants a number";
     QTest::newRow("exit without record") << QStringList{"-exit-when-done"} << display << "need -record";
-    QTest::newRow("outside every screen") << QStringList{"-record", "5000,5000,320,240"} << display
-                                          << "outside every screen";
+    QTest::newRow("outside every screen")
+        << QStringList{"-record", "5000,5000,320,240"} << display << "outside every screen";
     QTest::newRow("no DISPLAY") << QStringList{"-record", "0,0,320,240"} << QString() << "DISPLAY is not set";
     QTest::newRow("unreachable display") << QStringList{"-record", "0,0,320,240"} << QStringLiteral(":97")
                                          << "cannot connect to the X display";
@@ -89,8 +89,9 @@ void TestCommandLineErrors::tooSmallIsRefusedByTheController()
     checkOneErrorLine(run, QStringLiteral("10x5 is below the smallest recordable size"));
     // The refusal came from the controller's own check, and nothing was recorded.
     QVERIFY(newestLog().contains(QStringLiteral("[AC]: select area not choosen...")));
-    QCOMPARE(sqlite3(orluneDataFolder() + QStringLiteral("/orlune.sqlite"), QStringLiteral("SELECT COUNT(*) FROM files;")),
-             QStringLiteral("0"));
+    QCOMPARE(
+        sqlite3(orluneDataFolder() + QStringLiteral("/orlune.sqlite"), QStringLiteral("SELECT COUNT(*) FROM files;")),
+        QStringLiteral("0"));
 }
 
 void TestCommandLineErrors::sessionThatCannotStartFails()
@@ -111,11 +112,13 @@ void TestCommandLineErrors::anotherCopyRunning()
     startOrlune(first, {});
     QVERIFY(first.waitForStarted(5000));
     QString firstLog;
-    QVERIFY2(waitUntil([&] {
-                 firstLog = newLogSince(before);
-                 return !firstLog.isEmpty()
-                     && readLog(firstLog).contains(QStringLiteral("[main]: quitOnLastWindowClosed:"));
-             }, 60000),
+    QVERIFY2(waitUntil(
+                 [&] {
+                     firstLog = newLogSince(before);
+                     return !firstLog.isEmpty()
+                            && readLog(firstLog).contains(QStringLiteral("[main]: quitOnLastWindowClosed:"));
+                 },
+                 60000),
              "the first copy did not get ready");
     const int logsBefore = int(logNames().size());
 

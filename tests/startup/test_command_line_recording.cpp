@@ -124,7 +124,8 @@ void TestCommandLineRecording::checkDatabaseRows(const QString& path)
     checkSegmentsContiguous(row[0], covered);
     if (QTest::currentTestFailed())
         return;
-    const QString count = sqlite3(databaseFile(), QStringLiteral("SELECT count(*) FROM segments WHERE file_id=%1;").arg(row[0]));
+    const QString count =
+        sqlite3(databaseFile(), QStringLiteral("SELECT count(*) FROM segments WHERE file_id=%1;").arg(row[0]));
     QCOMPARE(count, row[3]);
     QCOMPARE(covered, fileSize);
 }
@@ -133,7 +134,8 @@ void TestCommandLineRecording::checkSegmentsContiguous(const QString& fileId, qi
 {
     const QStringList segments =
         sqlite3(databaseFile(),
-                QStringLiteral("SELECT seg_id, seg_pos, seg_size FROM segments WHERE file_id=%1 ORDER BY seg_id;").arg(fileId))
+                QStringLiteral("SELECT seg_id, seg_pos, seg_size FROM segments WHERE file_id=%1 ORDER BY seg_id;")
+                    .arg(fileId))
             .split(QLatin1Char('\n'), Qt::SkipEmptyParts);
     QVERIFY(!segments.isEmpty());
     covered = 0;
@@ -157,7 +159,8 @@ void TestCommandLineRecording::timedRecordingEndsTheProgram()
     QVERIFY2(!path.isEmpty(), qPrintable(run.out));
     QVERIFY2(linesStartingWith(run.out, QStringLiteral("link: ")).isEmpty(), qPrintable(run.out));
     QCOMPARE(QFileInfo(path).absolutePath(), QDir(filesPath()).absolutePath());
-    static const QRegularExpression named(QStringLiteral("^\\d\\d\\.\\d\\d\\.\\d{4}_\\d\\d\\.\\d\\d\\.\\d\\d_REC\\.mp4$"));
+    static const QRegularExpression named(
+        QStringLiteral("^\\d\\d\\.\\d\\d\\.\\d{4}_\\d\\d\\.\\d\\d\\.\\d\\d_REC\\.mp4$"));
     QVERIFY2(named.match(QFileInfo(path).fileName()).hasMatch(), qPrintable(path));
     QVERIFY2(QFileInfo(path).size() > 0, qPrintable(path));
 
@@ -178,7 +181,8 @@ void TestCommandLineRecording::timedRecordingEndsTheProgram()
     QVERIFY2(duration > 5.0 && duration < 8.0, qPrintable(QString::number(duration)));
 
     const QStringList boxes = topLevelBoxes(path);
-    QVERIFY2(boxes.value(0) == QLatin1String("ftyp") && boxes.contains(QLatin1String("moov")), qPrintable(boxes.join(' ')));
+    QVERIFY2(boxes.value(0) == QLatin1String("ftyp") && boxes.contains(QLatin1String("moov")),
+             qPrintable(boxes.join(' ')));
     QVERIFY2(boxes.count(QStringLiteral("moof")) >= 2, qPrintable(boxes.join(' ')));
 
     checkDatabaseRows(path);
@@ -196,10 +200,12 @@ void TestCommandLineRecording::interruptStopsAndFinalizes()
     startOrlune(process, {"-record", "0,0,640,360"});
     QVERIFY(process.waitForStarted(5000));
     QString log;
-    QVERIFY2(waitUntil([&] {
-                 log = newLogSince(before);
-                 return !log.isEmpty() && readLog(log).contains(QStringLiteral("[CLI]: recording started"));
-             }, 60000),
+    QVERIFY2(waitUntil(
+                 [&] {
+                     log = newLogSince(before);
+                     return !log.isEmpty() && readLog(log).contains(QStringLiteral("[CLI]: recording started"));
+                 },
+                 60000),
              "the recording did not start");
     QTest::qWait(2000);
     ::kill(pid_t(process.processId()), SIGINT);
@@ -228,13 +234,15 @@ void TestCommandLineRecording::killedRecordingKeepsCompleteFragments()
     QElapsedTimer since;
     since.start();
     QString path;
-    QVERIFY2(waitUntil([&] {
-                 for (const QString& name : recordings()) {
-                     if (!before.contains(name))
-                         path = orluneDataFolder() + QStringLiteral("/Records/") + name;
-                 }
-                 return !path.isEmpty() && QFileInfo(path).size() > 100 * 1024 && since.elapsed() > 5000;
-             }, 25000),
+    QVERIFY2(waitUntil(
+                 [&] {
+                     for (const QString& name : recordings()) {
+                         if (!before.contains(name))
+                             path = orluneDataFolder() + QStringLiteral("/Records/") + name;
+                     }
+                     return !path.isEmpty() && QFileInfo(path).size() > 100 * 1024 && since.elapsed() > 5000;
+                 },
+                 25000),
              "the recording did not grow");
     ::kill(pid_t(process.processId()), SIGKILL);
     const OrluneRun killed = collectOrlune(process, 10000);
@@ -252,11 +260,12 @@ void TestCommandLineRecording::killedRecordingKeepsCompleteFragments()
              qPrintable(QStringLiteral("%1 > %2").arg(covered).arg(QFileInfo(path).size())));
 
     // The complete fragments play.
-    const QJsonObject probed = probe(path, QStringLiteral("stream=codec_type,codec_name,nb_read_packets"),
-                                     {QStringLiteral("-count_packets")});
+    const QJsonObject probed =
+        probe(path, QStringLiteral("stream=codec_type,codec_name,nb_read_packets"), {QStringLiteral("-count_packets")});
     const QJsonObject video = streamOf(probed, QStringLiteral("video"));
     QCOMPARE(video.value(QStringLiteral("codec_name")).toString(), QStringLiteral("h264"));
-    QCOMPARE(streamOf(probed, QStringLiteral("audio")).value(QStringLiteral("codec_name")).toString(), QStringLiteral("aac"));
+    QCOMPARE(streamOf(probed, QStringLiteral("audio")).value(QStringLiteral("codec_name")).toString(),
+             QStringLiteral("aac"));
     const int packets = video.value(QStringLiteral("nb_read_packets")).toString().toInt();
     QVERIFY2(packets > 25, qPrintable(QString::number(packets)));
 
@@ -320,8 +329,8 @@ void TestCommandLineRecording::fullDiskEndsWithConsistentRows()
     QVERIFY(whole.open(QIODevice::ReadWrite));
     QVERIFY(whole.resize(covered));
     whole.close();
-    const QJsonObject probed = probe(path, QStringLiteral("stream=codec_type,codec_name,nb_read_packets"),
-                                     {QStringLiteral("-count_packets")});
+    const QJsonObject probed =
+        probe(path, QStringLiteral("stream=codec_type,codec_name,nb_read_packets"), {QStringLiteral("-count_packets")});
     const QJsonObject video = streamOf(probed, QStringLiteral("video"));
     QCOMPARE(video.value(QStringLiteral("codec_name")).toString(), QStringLiteral("h264"));
     QVERIFY2(video.value(QStringLiteral("nb_read_packets")).toString().toInt() > 25, qPrintable(path));
@@ -337,13 +346,15 @@ void TestCommandLineRecording::noSoundServerRecordsSilence()
 {
     QTest::qWait(1100);
     QProcessEnvironment env = orluneEnvironment();
-    env.insert(QStringLiteral("PULSE_SERVER"), QStringLiteral("unix:") + QDir::homePath() + QStringLiteral("/no-such-socket"));
+    env.insert(QStringLiteral("PULSE_SERVER"),
+               QStringLiteral("unix:") + QDir::homePath() + QStringLiteral("/no-such-socket"));
     const OrluneRun run = runOrlune({"-record", "0,0,640,480", "-duration", "3", "-exit-when-done"}, 90000, env);
     QVERIFY2(run.finished && run.exitCode == 0, qPrintable(run.err));
     const QString path = printedFile(run.out);
     QVERIFY2(!path.isEmpty(), qPrintable(run.out));
     const QJsonObject probed = probe(path);
-    QCOMPARE(streamOf(probed, QStringLiteral("video")).value(QStringLiteral("codec_name")).toString(), QStringLiteral("h264"));
+    QCOMPARE(streamOf(probed, QStringLiteral("video")).value(QStringLiteral("codec_name")).toString(),
+             QStringLiteral("h264"));
     const QJsonObject audio = streamOf(probed, QStringLiteral("audio"));
     QCOMPARE(audio.value(QStringLiteral("codec_name")).toString(), QStringLiteral("aac"));
     QVERIFY2(audio.value(QStringLiteral("duration")).toString().toDouble() > 2.0, qPrintable(path));

@@ -104,10 +104,12 @@ void TestCommandLineUpload::recordingPrintsLinkServingTheFile()
 
     const QString name = QFileInfo(path).fileName();
     QCOMPARE(sqlite3(databaseFile(), QStringLiteral("SELECT file_uploaded, file_finalized FROM files WHERE "
-                                                    "file_name='%1';").arg(name)),
+                                                    "file_name='%1';")
+                                         .arg(name)),
              QStringLiteral("true|true"));
     QCOMPARE(sqlite3(databaseFile(), QStringLiteral("SELECT count(*) FROM segments JOIN files USING(file_id) WHERE "
-                                                    "file_name='%1' AND seg_uploaded<>'true';").arg(name)),
+                                                    "file_name='%1' AND seg_uploaded<>'true';")
+                                         .arg(name)),
              QStringLiteral("0"));
 }
 
@@ -120,10 +122,12 @@ void TestCommandLineUpload::killedUploadFinishesOnNextStart()
     startOrlune(recording, {"-record", "0,0,640,480", "-duration", "8", "-exit-when-done"}, environment());
     QVERIFY(recording.waitForStarted(5000));
     QString out;
-    QVERIFY2(waitUntil([&] {
-                 out += QString::fromLocal8Bit(recording.readAllStandardOutput());
-                 return out.contains(QStringLiteral("file: ")) || recording.state() == QProcess::NotRunning;
-             }, 90000),
+    QVERIFY2(waitUntil(
+                 [&] {
+                     out += QString::fromLocal8Bit(recording.readAllStandardOutput());
+                     return out.contains(QStringLiteral("file: ")) || recording.state() == QProcess::NotRunning;
+                 },
+                 90000),
              "the recording did not end");
     QVERIFY2(!out.contains(QStringLiteral("link: ")), qPrintable(out));
     ::kill(pid_t(recording.processId()), SIGKILL);
@@ -131,7 +135,8 @@ void TestCommandLineUpload::killedUploadFinishesOnNextStart()
     const QString path = linesStartingWith(out, QStringLiteral("file: ")).value(0).mid(6).trimmed();
     QVERIFY(QFileInfo::exists(path));
     const QString name = QFileInfo(path).fileName();
-    const QString fileId = sqlite3(databaseFile(), QStringLiteral("SELECT file_id FROM files WHERE file_name='%1';").arg(name));
+    const QString fileId =
+        sqlite3(databaseFile(), QStringLiteral("SELECT file_id FROM files WHERE file_name='%1';").arg(name));
     QVERIFY(!fileId.isEmpty());
     QCOMPARE(sqlite3(databaseFile(), QStringLiteral("SELECT file_uploaded FROM files WHERE file_id=%1;").arg(fileId)),
              QStringLiteral("false"));
@@ -144,13 +149,15 @@ void TestCommandLineUpload::killedUploadFinishesOnNextStart()
     QUrlQuery query;
     query.addQueryItem(QStringLiteral("file_id"), fileId);
     QMap<QString, QString> answer;
-    const bool done = waitUntil([&] {
-        if (sqlite3(databaseFile(), QStringLiteral("SELECT file_uploaded FROM files WHERE file_id=%1;").arg(fileId))
-            != QLatin1String("true"))
-            return false;
-        answer = service.api(QStringLiteral("get_short_url"), account, query);
-        return answer.value(QStringLiteral("result")) == QLatin1String("OK");
-    }, 60000);
+    const bool done = waitUntil(
+        [&] {
+            if (sqlite3(databaseFile(), QStringLiteral("SELECT file_uploaded FROM files WHERE file_id=%1;").arg(fileId))
+                != QLatin1String("true"))
+                return false;
+            answer = service.api(QStringLiteral("get_short_url"), account, query);
+            return answer.value(QStringLiteral("result")) == QLatin1String("OK");
+        },
+        60000);
     resumed.terminate();
     resumed.waitForFinished(10000);
     QVERIFY2(done, qPrintable(newestLog().right(4000)));

@@ -40,11 +40,12 @@ void TestHotkeyStop::altSStopsTheRecording()
     startOrlune(orlune, {"-record", "0,0,640,480"}, env);
     QVERIFY(orlune.waitForStarted(5000));
     QString log;
-    QVERIFY2(waitUntil([&] {
-                 log = newLogSince(before);
-                 return !log.isEmpty() && readLog(log).contains("[CLI]: recording started");
-             },
-                       30000),
+    QVERIFY2(waitUntil(
+                 [&] {
+                     log = newLogSince(before);
+                     return !log.isEmpty() && readLog(log).contains("[CLI]: recording started");
+                 },
+                 30000),
              qPrintable(newestLog()));
     QVERIFY(!readLog(log).contains("Failed to register"));
     QTest::qWait(1500);
@@ -56,11 +57,12 @@ void TestHotkeyStop::altSStopsTheRecording()
 
     // The file line comes once the session has ended and finalized its file.
     QString out;
-    QVERIFY2(waitUntil([&] {
-                 out += QString::fromLocal8Bit(orlune.readAllStandardOutput());
-                 return out.contains("file: ");
-             },
-                       30000),
+    QVERIFY2(waitUntil(
+                 [&] {
+                     out += QString::fromLocal8Bit(orlune.readAllStandardOutput());
+                     return out.contains("file: ");
+                 },
+                 30000),
              qPrintable(readLog(log)));
     const QString text = readLog(log);
     QVERIFY(text.contains("sender: hotkey? QHotkey"));
@@ -76,9 +78,10 @@ void TestHotkeyStop::altSStopsTheRecording()
     const QString path = files.first().mid(6).trimmed();
     QVERIFY(QFileInfo(path).size() > 0);
     const QString database = orluneDataFolder() + "/orlune.sqlite";
-    const QStringList row = sqlite3(database, QString("SELECT file_finalized, file_size FROM files WHERE file_name='%1';")
-                                                  .arg(QFileInfo(path).fileName()))
-                                .split('|');
+    const QStringList row =
+        sqlite3(database, QString("SELECT file_finalized, file_size FROM files WHERE file_name='%1';")
+                              .arg(QFileInfo(path).fileName()))
+            .split('|');
     QCOMPARE(row.value(0), QString("true"));
     QCOMPARE(row.value(1).toLongLong(), QFileInfo(path).size());
 }

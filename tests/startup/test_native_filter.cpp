@@ -24,8 +24,8 @@ public:
             return;
         xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(conn)).data;
         window = xcb_generate_id(conn);
-        xcb_create_window(conn, XCB_COPY_FROM_PARENT, window, screen->root, 0, 0, 1, 1, 0,
-                          XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, 0, nullptr);
+        xcb_create_window(conn, XCB_COPY_FROM_PARENT, window, screen->root, 0, 0, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_ONLY,
+                          XCB_COPY_FROM_PARENT, 0, nullptr);
         selection = intern("_NET_WM_CM_S0");
     }
     ~FakeCompositor() { xcb_disconnect(conn); }

@@ -65,11 +65,13 @@ private slots:
         auto first = std::make_unique<Orlune>();
         QVERIFY(first->proc.waitForStarted(5000));
         QString firstLog;
-        QVERIFY2(waitUntil([&] {
-                     firstLog = newLogSince({});
-                     return reachedEventLoop(firstLog) && QFile::exists(db)
-                         && sqlite3(db, QStringLiteral("PRAGMA user_version;")) == QLatin1String("58");
-                 }, 60000),
+        QVERIFY2(waitUntil(
+                     [&] {
+                         firstLog = newLogSince({});
+                         return reachedEventLoop(firstLog) && QFile::exists(db)
+                                && sqlite3(db, QStringLiteral("PRAGMA user_version;")) == QLatin1String("58");
+                     },
+                     60000),
                  "the first copy did not get ready");
 
         // The store holds every key of the settings table.
@@ -81,29 +83,35 @@ private slots:
 
         // One log per start, named from the start time; bare tagged lines.
         QVERIFY(QRegularExpression(QStringLiteral("^LOG_\\d{4}\\.\\d{2}\\.\\d{2}_\\d{2}\\.\\d{2}\\.\\d{2}\\.log$"))
-                    .match(firstLog).hasMatch());
+                    .match(firstLog)
+                    .hasMatch());
         const QStringList lines = readLog(firstLog).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
         QVERIFY(lines.first().startsWith(QLatin1Char('[')));
         const QRegularExpression tagged(QStringLiteral("^\\[[A-Za-z0-9_ ]+\\]:? "));
-        for (const char* tag : { "[SettingsManager]:", "[main]:", "[SQL]:", "[AC]:", "[FW]:" }) {
-            QVERIFY2(!lines.filter(QRegularExpression(QStringLiteral("^") + QRegularExpression::escape(QLatin1String(tag)))).isEmpty(),
-                     qPrintable(QStringLiteral("no line tagged ") + QLatin1String(tag)));
+        for (const char* tag : {"[SettingsManager]:", "[main]:", "[SQL]:", "[AC]:", "[FW]:"}) {
+            QVERIFY2(
+                !lines.filter(QRegularExpression(QStringLiteral("^") + QRegularExpression::escape(QLatin1String(tag))))
+                     .isEmpty(),
+                qPrintable(QStringLiteral("no line tagged ") + QLatin1String(tag)));
         }
         for (const QString& line : lines) {
             if (line.startsWith(QLatin1String("[main]")))
                 QVERIFY2(tagged.match(line).hasMatch(), qPrintable(line));
             // No time stamp and no level in front of the text.
             QVERIFY2(!QRegularExpression(QStringLiteral("^(\\d{2,4}[-./:]|Debug:|Warning:|Critical:|Info:)"))
-                          .match(line).hasMatch(),
+                          .match(line)
+                          .hasMatch(),
                      qPrintable(line));
         }
-        QVERIFY(!lines.filter(QRegularExpression(QStringLiteral("^\\[main\\]: orlune 5\\.0\\.31 Delayed: false CPU: .* cores: \\d+ OS: .* HWID: .* Build: ")))
+        QVERIFY(!lines
+                     .filter(QRegularExpression(QStringLiteral(
+                         "^\\[main\\]: orlune 5\\.0\\.31 Delayed: false CPU: .* cores: \\d+ OS: .* HWID: .* Build: ")))
                      .isEmpty());
 
         // The library, checked with the sqlite3 tool.
         QCOMPARE(sqlite3(db, QStringLiteral("select name from sqlite_master where type='table' order by name;"))
                      .split(QLatin1Char('\n')),
-                 QStringList({ "deletion_queue", "files", "segments" }));
+                 QStringList({"deletion_queue", "files", "segments"}));
 
         // A second start hands its message over and ends at once, without a log of its own.
         {
@@ -112,10 +120,12 @@ private slots:
             QCOMPARE(second.proc.exitStatus(), QProcess::NormalExit);
             QCOMPARE(second.proc.exitCode(), 0);
         }
-        QVERIFY(waitUntil([&] {
-            const QString log = readLog(firstLog);
-            return log.contains(QStringLiteral("got msg")) && log.contains(QStringLiteral("Wake up!"));
-        }, 5000));
+        QVERIFY(waitUntil(
+            [&] {
+                const QString log = readLog(firstLog);
+                return log.contains(QStringLiteral("got msg")) && log.contains(QStringLiteral("Wake up!"));
+            },
+            5000));
         QCOMPARE(logNames().size(), 1);
         QCOMPARE(first->proc.state(), QProcess::Running);
 
@@ -137,10 +147,12 @@ private slots:
         sinceStart.start();
         Orlune next(env);
         QString nextLog;
-        QVERIFY2(waitUntil([&] {
-                     nextLog = newLogSince(before);
-                     return reachedEventLoop(nextLog);
-                 }, 60000),
+        QVERIFY2(waitUntil(
+                     [&] {
+                         nextLog = newLogSince(before);
+                         return reachedEventLoop(nextLog);
+                     },
+                     60000),
                  "the start after TERM did not get ready");
         QVERIFY(sinceStart.elapsed() >= 6000);
         QVERIFY(QString::fromLocal8Bit(next.proc.readAllStandardError())

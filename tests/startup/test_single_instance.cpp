@@ -73,8 +73,7 @@ public:
 };
 
 // Runs one sending copy to its end; returns its exit code, -1 on a hang.
-int sendFrom(const QString& program, const QString& message, int timeoutMs = 5000,
-             const QStringList& wrapper = {})
+int sendFrom(const QString& program, const QString& message, int timeoutMs = 5000, const QStringList& wrapper = {})
 {
     QProcess p;
     p.setProcessEnvironment(peerEnvironment());
@@ -170,7 +169,7 @@ private slots:
         const QString lower = dir.filePath(QStringLiteral("peer-app"));
         QVERIFY(QFile::copy(QStringLiteral(PEER_BIN), upper));
         QVERIFY(QFile::copy(QStringLiteral(PEER_BIN), lower));
-        for (const QString& p : { upper, lower })
+        for (const QString& p : {upper, lower})
             QFile::setPermissions(p, QFile::permissions(p) | QFile::ExeOwner);
 
         Listener first(upper);
@@ -186,8 +185,8 @@ private slots:
         const QString setpriv = QStandardPaths::findExecutable(QStringLiteral("setpriv"));
         if (setpriv.isEmpty())
             QSKIP("setpriv is not installed");
-        const QStringList asNobody = { setpriv, QStringLiteral("--reuid=65534"), QStringLiteral("--regid=65534"),
-                                       QStringLiteral("--clear-groups") };
+        const QStringList asNobody = {setpriv, QStringLiteral("--reuid=65534"), QStringLiteral("--regid=65534"),
+                                      QStringLiteral("--clear-groups")};
 
         // The test's private temp folder is shared the way /tmp is, so the
         // other user can make its lock file there too.
@@ -237,7 +236,8 @@ private slots:
         parts.at(2).toUShort(&ok, 16);
         QVERIFY(ok);
         QCOMPARE(parts.at(3).toUInt(&ok, 16), static_cast<uint>(::getuid()));
-        QCOMPARE(peer.lockFileName(), QDir::tempPath() + QLatin1Char('/') + peer.serverName() + QStringLiteral("-lockfile"));
+        QCOMPARE(peer.lockFileName(),
+                 QDir::tempPath() + QLatin1Char('/') + peer.serverName() + QStringLiteral("-lockfile"));
 
         // Another id gives another checksum.
         QtLocalPeer other(nullptr, QStringLiteral("/opt/halvenmoor/bin/or-l_une9x.bin2"));
@@ -253,10 +253,11 @@ private slots:
         p.setProcessEnvironment(peerEnvironment());
         p.setWorkingDirectory(dir.path());
         p.start(QStringLiteral(PEER_BIN),
-                { QStringLiteral("restart-probe"), out, QStringLiteral("-webdebug"), QStringLiteral("two words") });
+                {QStringLiteral("restart-probe"), out, QStringLiteral("-webdebug"), QStringLiteral("two words")});
         QVERIFY(p.waitForFinished(10000));
         QCOMPARE(p.exitCode(), 0);
-        QVERIFY(QString::fromUtf8(p.readAllStandardOutput()).split(QLatin1Char('\n')).contains(QStringLiteral("appQuit")));
+        QVERIFY(
+            QString::fromUtf8(p.readAllStandardOutput()).split(QLatin1Char('\n')).contains(QStringLiteral("appQuit")));
 
         QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(out), 10000);
         QFile f(out);
@@ -265,8 +266,8 @@ private slots:
         QCOMPARE(o.value(QStringLiteral("delayed")).toString(), QStringLiteral("1"));
         QCOMPARE(QDir(o.value(QStringLiteral("cwd")).toString()).canonicalPath(), QDir(dir.path()).canonicalPath());
         const QStringList args = o.value(QStringLiteral("args")).toVariant().toStringList();
-        QCOMPARE(args, QStringList({ QStringLiteral("restart-probe"), out, QStringLiteral("-webdebug"),
-                                     QStringLiteral("two words") }));
+        QCOMPARE(args, QStringList({QStringLiteral("restart-probe"), out, QStringLiteral("-webdebug"),
+                                    QStringLiteral("two words")}));
     }
 };
 

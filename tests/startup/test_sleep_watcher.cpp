@@ -23,9 +23,9 @@ void collect(QtMsgType type, const QMessageLogContext& ctx, const QString& text)
 
 QDBusMessage prepareForSleep(bool goingToSleep)
 {
-    QDBusMessage m = QDBusMessage::createSignal(QStringLiteral("/org/freedesktop/login1"),
-                                                QStringLiteral("org.freedesktop.login1.Manager"),
-                                                QStringLiteral("PrepareForSleep"));
+    QDBusMessage m =
+        QDBusMessage::createSignal(QStringLiteral("/org/freedesktop/login1"),
+                                   QStringLiteral("org.freedesktop.login1.Manager"), QStringLiteral("PrepareForSleep"));
     m << goingToSleep;
     return m;
 }
@@ -46,7 +46,7 @@ private slots:
         if (QStandardPaths::findExecutable(QStringLiteral("dbus-daemon")).isEmpty())
             QSKIP("dbus-daemon is not installed");
         m_bus.start(QStringLiteral("dbus-daemon"),
-                    { QStringLiteral("--session"), QStringLiteral("--nofork"), QStringLiteral("--print-address") });
+                    {QStringLiteral("--session"), QStringLiteral("--nofork"), QStringLiteral("--print-address")});
         QVERIFY(m_bus.waitForReadyRead(10000));
         m_address = QString::fromUtf8(m_bus.readLine()).trimmed();
         QVERIFY(!m_address.isEmpty());

@@ -28,7 +28,7 @@ void touch(const QString& path)
 
 ObsoleteList fileList(const char* line, const QStringList& rows)
 {
-    return { ObsoleteList::Files, ObsoleteList::FileTrigger, line, rows };
+    return {ObsoleteList::Files, ObsoleteList::FileTrigger, line, rows};
 }
 } // namespace
 
@@ -48,8 +48,8 @@ private slots:
     {
         QTemporaryDir base;
         touch(base.filePath("qml/Old/second.so"));
-        const QVector<ObsoleteList> lists = { fileList("[main]: removing .pdb files",
-                                                       { "qml/Old/first.so", "qml/Old/second.so" }) };
+        const QVector<ObsoleteList> lists = {
+            fileList("[main]: removing .pdb files", {"qml/Old/first.so", "qml/Old/second.so"})};
         QVERIFY(!sweepObsoleteInstallFiles(lists, base.path()));
         QVERIFY(QFile::exists(base.filePath("qml/Old/second.so")));
         QVERIFY(g_log.isEmpty());
@@ -61,13 +61,13 @@ private slots:
         touch(base.filePath("libavcodec.so.57"));
         touch(base.filePath("sub/libavutil.so.55"));
         touch(base.filePath("keep.so"));
-        const QVector<ObsoleteList> lists = { fileList(
-            "[main]: removing old libav*.dll files", { "libavcodec.so.57", "missing.so", "sub/libavutil.so.55" }) };
+        const QVector<ObsoleteList> lists = {fileList("[main]: removing old libav*.dll files",
+                                                      {"libavcodec.so.57", "missing.so", "sub/libavutil.so.55"})};
         QVERIFY(sweepObsoleteInstallFiles(lists, base.path())); // the last list was triggered and cleared
         QVERIFY(!QFile::exists(base.filePath("libavcodec.so.57")));
         QVERIFY(!QFile::exists(base.filePath("sub/libavutil.so.55")));
         QVERIFY(QFile::exists(base.filePath("keep.so")));
-        QCOMPARE(g_log, QStringList({ "[main]: removing old libav*.dll files", "[DBC]: debug files removed:  2 / 3" }));
+        QCOMPARE(g_log, QStringList({"[main]: removing old libav*.dll files", "[DBC]: debug files removed:  2 / 3"}));
     }
 
     void entryThatCannotBeRemovedIsRenamed()
@@ -76,19 +76,19 @@ private slots:
         // be moved aside: that counts as done and asks nothing.
         QTemporaryDir base;
         touch(base.filePath("busy.so/inside"));
-        QVERIFY(removeObsoleteFiles({ "busy.so" }, false, base.path()));
+        QVERIFY(removeObsoleteFiles({"busy.so"}, false, base.path()));
         QVERIFY(!QFile::exists(base.filePath("busy.so")));
         QVERIFY(QFile::exists(base.filePath("busy.so.oldversion/inside")));
-        QCOMPARE(g_log, QStringList({ "[DBC]: failed to remove: \"busy.so\"", "[DBC]: debug files removed:  1 / 1" }));
+        QCOMPARE(g_log, QStringList({"[DBC]: failed to remove: \"busy.so\"", "[DBC]: debug files removed:  1 / 1"}));
 
         // When the moved-aside name is taken as well, both failures are logged,
         // the entry stays and the result says so.
         g_log.clear();
         touch(base.filePath("busy.so/again"));
-        QVERIFY(!removeObsoleteFiles({ "busy.so" }, false, base.path()));
+        QVERIFY(!removeObsoleteFiles({"busy.so"}, false, base.path()));
         QVERIFY(QFile::exists(base.filePath("busy.so/again")));
-        QCOMPARE(g_log, QStringList({ "[DBC]: failed to remove: \"busy.so\"", "[DBC]: failed to rename: \"busy.so\"",
-                                      "[DBC]: debug files removed:  0 / 1" }));
+        QCOMPARE(g_log, QStringList({"[DBC]: failed to remove: \"busy.so\"", "[DBC]: failed to rename: \"busy.so\"",
+                                     "[DBC]: debug files removed:  0 / 1"}));
     }
 
     void oldCopiesRemovesTheMovedAsideFiles()
@@ -96,7 +96,7 @@ private slots:
         QTemporaryDir base;
         touch(base.filePath("lib.so"));
         touch(base.filePath("lib.so.oldversion"));
-        QVERIFY(removeObsoleteFiles({ "lib.so" }, true, base.path()));
+        QVERIFY(removeObsoleteFiles({"lib.so"}, true, base.path()));
         QVERIFY(QFile::exists(base.filePath("lib.so")));
         QVERIFY(!QFile::exists(base.filePath("lib.so.oldversion")));
     }
@@ -107,16 +107,18 @@ private slots:
         // A file named like the trigger folder doesn't trigger a folder-tested list.
         touch(base.filePath("QtQuick"));
         touch(base.filePath("scenegraph/a.so"));
-        const ObsoleteList byDir = { ObsoleteList::Folders, ObsoleteList::DirTrigger, "[main]: removing qt5 dirs",
-                                     { "QtQuick", "scenegraph" } };
+        const ObsoleteList byDir = {
+            ObsoleteList::Folders, ObsoleteList::DirTrigger, "[main]: removing qt5 dirs", {"QtQuick", "scenegraph"}};
         QVERIFY(!obsoleteListTriggered(byDir, base.path()));
 
         // The last list triggers by existence of any kind; clearing it asks for a restart.
         touch(base.filePath("QtGraphicalEffects/x.qml"));
         touch(base.filePath("QtMultimedia/y.qml"));
-        const ObsoleteList last = { ObsoleteList::Folders, ObsoleteList::FileTrigger,
-                                    "[main]: removing unneeded directories", { "QtGraphicalEffects", "QtMultimedia" } };
-        QVERIFY(sweepObsoleteInstallFiles({ byDir, last }, base.path()));
+        const ObsoleteList last = {ObsoleteList::Folders,
+                                   ObsoleteList::FileTrigger,
+                                   "[main]: removing unneeded directories",
+                                   {"QtGraphicalEffects", "QtMultimedia"}};
+        QVERIFY(sweepObsoleteInstallFiles({byDir, last}, base.path()));
         QVERIFY(!QFile::exists(base.filePath("QtGraphicalEffects")));
         QVERIFY(!QFile::exists(base.filePath("QtMultimedia")));
         QVERIFY(QFile::exists(base.filePath("scenegraph/a.so")));
@@ -124,7 +126,7 @@ private slots:
 
         // Once swept, a later start finds no trigger and does nothing.
         g_log.clear();
-        QVERIFY(!sweepObsoleteInstallFiles({ byDir, last }, base.path()));
+        QVERIFY(!sweepObsoleteInstallFiles({byDir, last}, base.path()));
         QVERIFY(g_log.isEmpty());
     }
 
@@ -132,12 +134,17 @@ private slots:
     {
         const QVector<ObsoleteList>& lists = obsoleteInstallLists();
         QCOMPARE(lists.size(), 11);
-        const char* lines[] = { "[main]: removing .pdb files",        "[main]: removing d.dll files",
-                                "[main]: removing old libav*.dll files", "[main]: removing .pdb files",
-                                "[main]: removing d.dll files",        "[main]: removing qml files",
-                                "[main]: removing qt5 files",          "[main]: removing qt5 dirs",
-                                "[main]: removing .dll files",         "[main]: removing qml files",
-                                "[main]: removing unneeded directories" };
+        const char* lines[] = {"[main]: removing .pdb files",
+                               "[main]: removing d.dll files",
+                               "[main]: removing old libav*.dll files",
+                               "[main]: removing .pdb files",
+                               "[main]: removing d.dll files",
+                               "[main]: removing qml files",
+                               "[main]: removing qt5 files",
+                               "[main]: removing qt5 dirs",
+                               "[main]: removing .dll files",
+                               "[main]: removing qml files",
+                               "[main]: removing unneeded directories"};
         for (int i = 0; i < 11; ++i) {
             QCOMPARE(QByteArray(lists[i].logLine), QByteArray(lines[i]));
             QVERIFY(!lists[i].rows.isEmpty());
@@ -156,28 +163,28 @@ private slots:
         qputenv("KVD_ORLUNE_DELAYED", "1");
         qputenv("KVD_ORLUNE_RMOLDVERSION", "2");
         qunsetenv("QTWEBENGINE_REMOTE_DEBUGGING");
-        StartOptions o = StartOptions::fromArgumentsAndEnvironment({ "orlune" });
+        StartOptions o = StartOptions::fromArgumentsAndEnvironment({"orlune"});
         QVERIFY(o.delayed);
         QVERIFY(o.rmOldVersion);
         // Children of this process start normally.
         QCOMPARE(qgetenv("KVD_ORLUNE_DELAYED"), QByteArray("0"));
         QCOMPARE(qgetenv("KVD_ORLUNE_RMOLDVERSION"), QByteArray("0"));
 
-        o = StartOptions::fromArgumentsAndEnvironment({ "orlune" });
+        o = StartOptions::fromArgumentsAndEnvironment({"orlune"});
         QVERIFY(!o.delayed);
 
         qputenv("KVD_ORLUNE_DELAYED", "yes"); // not a number above 0
-        o = StartOptions::fromArgumentsAndEnvironment({ "orlune", "-rmoldversion" });
+        o = StartOptions::fromArgumentsAndEnvironment({"orlune", "-rmoldversion"});
         QVERIFY(!o.delayed);
         QVERIFY(!o.webDebug);
         QVERIFY(!qEnvironmentVariableIsSet("QTWEBENGINE_REMOTE_DEBUGGING"));
 
         // Flags match whole arguments only.
-        o = StartOptions::fromArgumentsAndEnvironment({ "orlune", "--delayed", "-webdebugx", "-delayed" });
+        o = StartOptions::fromArgumentsAndEnvironment({"orlune", "--delayed", "-webdebugx", "-delayed"});
         QVERIFY(o.delayed);
         QVERIFY(!o.webDebug);
 
-        o = StartOptions::fromArgumentsAndEnvironment({ "orlune", "-webdebug", "-console" });
+        o = StartOptions::fromArgumentsAndEnvironment({"orlune", "-webdebug", "-console"});
         QVERIFY(o.webDebug);
         QVERIFY(o.console);
         QCOMPARE(qgetenv("QTWEBENGINE_REMOTE_DEBUGGING"), QByteArray("54321"));

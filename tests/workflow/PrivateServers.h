@@ -104,9 +104,9 @@ public:
         env.insert("PULSE_STATE_PATH", m_dir.filePath("state"));
         m_server.setProcessEnvironment(env);
         m_server.setProcessChannelMode(QProcess::MergedChannels);
-        m_server.start("pulseaudio", {"-n", "--daemonize=no", "--exit-idle-time=-1", "--disallow-exit",
-                                      "--use-pid-file=no", "--system=false", "--disable-shm=true", "-F",
-                                      pa.fileName()});
+        m_server.start("pulseaudio",
+                       {"-n", "--daemonize=no", "--exit-idle-time=-1", "--disallow-exit", "--use-pid-file=no",
+                        "--system=false", "--disable-shm=true", "-F", pa.fileName()});
         if (!m_server.waitForStarted(5000))
             return false;
         qputenv("PULSE_SERVER", ("unix:" + socket).toUtf8());

@@ -5,8 +5,8 @@
 // outside tools (sqlite3, ffprobe) that check what the controller produced.
 
 #include "MediaDatabase.h"
-#include "TestTools.h"
 #include "SettingsManager.h"
+#include "TestTools.h"
 
 #include <QCoreApplication>
 #include <QProcess>

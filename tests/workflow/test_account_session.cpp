@@ -1,8 +1,8 @@
 // The account session of the controller: what the service's answers about the
 // account do to the settings and to the uploader's credentials, signing out,
 // and the web bridge's sign-in state and credentials.
-#include "AppController.h"
 #include "ApiCalls.h"
+#include "AppController.h"
 #include "UploadQueue.h"
 #include "WorkflowTestSupport.h"
 
@@ -51,8 +51,8 @@ void TestAccountSession::init()
     settings->writeSetting("login", QStringLiteral("alice"));
     settings->writeSetting("password", QStringLiteral("token-1"));
     settings->writeSetting("salt", QStringLiteral("salt-1"));
-    for (const char* key : {"is_authenticated_user", "auto_upload", "mouse_highlight", "instant_share_disabled_manually",
-                            "mouse_highlight_disabled_manually"})
+    for (const char* key : {"is_authenticated_user", "auto_upload", "mouse_highlight",
+                            "instant_share_disabled_manually", "mouse_highlight_disabled_manually"})
         settings->writeSetting(key, false);
     controller->uploader->setUserCredentials("alice", "token-1", "salt-1");
 }
@@ -111,11 +111,16 @@ void TestAccountSession::refusalsThatSignOut_data()
     QTest::addColumn<QString>("message");
     QTest::addColumn<QString>("status");
     QTest::addColumn<bool>("signedOut");
-    QTest::newRow("invalid token") << "INVALID TOKEN!" << "" << true;
-    QTest::newRow("invalid token, any case") << "Invalid Token!" << "" << true;
-    QTest::newRow("account deleted") << "" << "deleted" << true;
-    QTest::newRow("not authorized") << "NOT AUTHORIZED!" << "" << false;
-    QTest::newRow("other error") << "Server is busy" << "" << false;
+    QTest::newRow("invalid token") << "INVALID TOKEN!"
+                                   << "" << true;
+    QTest::newRow("invalid token, any case") << "Invalid Token!"
+                                             << "" << true;
+    QTest::newRow("account deleted") << ""
+                                     << "deleted" << true;
+    QTest::newRow("not authorized") << "NOT AUTHORIZED!"
+                                    << "" << false;
+    QTest::newRow("other error") << "Server is busy"
+                                 << "" << false;
 }
 
 void TestAccountSession::refusalsThatSignOut()
@@ -131,14 +136,15 @@ void TestAccountSession::refusalsThatSignOut()
 
 void TestAccountSession::logOutClearsTheAccount()
 {
-    for (const char* key : {"is_authenticated_user", "auto_upload", "mouse_highlight", "instant_share_disabled_manually"})
+    for (const char* key :
+         {"is_authenticated_user", "auto_upload", "mouse_highlight", "instant_share_disabled_manually"})
         settings->writeSetting(key, true);
     settings->writeSetting("recording_quality", 2);
     controller->logOut();
     for (const char* key : {"login", "password", "salt"})
         QVERIFY2(settings->readSettingStr(key).isEmpty(), key);
-    for (const char* key : {"is_authenticated_user", "auto_upload", "mouse_highlight", "instant_share_disabled_manually",
-                            "mouse_highlight_disabled_manually"})
+    for (const char* key : {"is_authenticated_user", "auto_upload", "mouse_highlight",
+                            "instant_share_disabled_manually", "mouse_highlight_disabled_manually"})
         QVERIFY2(!settings->readSettingBool(key), key);
     QCOMPARE(settings->readSettingInt("recording_quality"), 0);
     QVERIFY(settings->readSettingBool("isVideoQualityNeverSet"));

@@ -83,12 +83,10 @@ void TestDevices::initTestCase()
     QVERIFY(pulse.start(QString()));
     speakersModule =
         pulse.load("module-null-sink", {"sink_name=test_speakers", "sink_properties=device.description=Speakers"});
-    micModule = pulse.load("module-sine-source",
-                           {"source_name=test_mic", "frequency=440", "source_properties=device.description=Microphone"});
+    micModule = pulse.load("module-sine-source", {"source_name=test_mic", "frequency=440",
+                                                  "source_properties=device.description=Microphone"});
     // A streaming program's virtual microphone, which is never offered.
-    QVERIFY(!pulse.load("module-null-source", {"source_name=obs_virtual",
-                                               "description=OBS-Audio_Virtual"})
-                 .isEmpty());
+    QVERIFY(!pulse.load("module-null-source", {"source_name=obs_virtual", "description=OBS-Audio_Virtual"}).isEmpty());
     QVERIFY(!speakersModule.isEmpty() && !micModule.isEmpty());
 
     QVERIFY(openProgramDatabase());
@@ -126,7 +124,6 @@ void TestDevices::listsOfTheSoundServer()
     QCOMPARE(controller->m_lastMicCount, 1);
     QCOMPARE(controller->m_lastPlaybackCount, 1);
     QVERIFY(controller->hasPlaybackAudioDevices);
-
 }
 
 void TestDevices::watchersReportAddedAndRemovedDevices()
@@ -143,7 +140,8 @@ void TestDevices::watchersReportAddedAndRemovedDevices()
     QVERIFY(playback.start());
     QTRY_COMPARE_WITH_TIMEOUT(LogCapture::count("device watcher subscribed"), 2, 5000);
 
-    const QString sink = pulse.load("module-null-sink", {"sink_name=extra_sink", "sink_properties=device.description=Extra"});
+    const QString sink =
+        pulse.load("module-null-sink", {"sink_name=extra_sink", "sink_properties=device.description=Extra"});
     QTRY_VERIFY_WITH_TIMEOUT(playSpy.count() >= 1, 3000);
     QVERIFY(playbackNames().contains("Extra"));
     playSpy.clear();
@@ -153,8 +151,7 @@ void TestDevices::watchersReportAddedAndRemovedDevices()
 
     QTest::qWait(300);
     micSpy.clear();
-    const QString source =
-        pulse.load("module-null-source", {"source_name=extra_mic", "description=ExtraMic"});
+    const QString source = pulse.load("module-null-source", {"source_name=extra_mic", "description=ExtraMic"});
     QTRY_VERIFY_WITH_TIMEOUT(micSpy.count() >= 1, 3000);
     QVERIFY(micNames().contains("ExtraMic"));
 
@@ -190,8 +187,8 @@ void TestDevices::watchersReportAddedAndRemovedDevices()
 
 void TestDevices::storedMicrophoneThatIsGoneSelectsTheFirst()
 {
-    const QString second = pulse.load(
-        "module-sine-source", {"source_name=test_mic2", "frequency=880", "source_properties=device.description=Second"});
+    const QString second = pulse.load("module-sine-source", {"source_name=test_mic2", "frequency=880",
+                                                             "source_properties=device.description=Second"});
     QTRY_COMPARE_WITH_TIMEOUT(controller->getMicsModel(), (QStringList{"Microphone", "Second"}), 3000);
 
     SettingsManager* settings = SettingsManager::instance();
@@ -274,8 +271,8 @@ void TestDevices::unpluggingTheLastMicrophoneWarnsOnce()
     QTRY_VERIFY_WITH_TIMEOUT(controller->getMicsModel().isEmpty(), 3000);
     QCOMPARE(controller->m_lastMicCount, 0);
 
-    micModule = pulse.load("module-sine-source",
-                           {"source_name=test_mic", "frequency=440", "source_properties=device.description=Microphone"});
+    micModule = pulse.load("module-sine-source", {"source_name=test_mic", "frequency=440",
+                                                  "source_properties=device.description=Microphone"});
     QTRY_COMPARE_WITH_TIMEOUT(controller->getMicsModel(), QStringList{"Microphone"}, 3000);
     QTest::qWait(300);
     QCOMPARE(popupSpy.count(), 1);
@@ -287,8 +284,8 @@ void TestDevices::unpluggingTheLastMicrophoneWarnsOnce()
     controller->startMicMonitor();
     QVERIFY(!controller->micMonitor);
     QCOMPARE(LogCapture::count("no mic device available (adevs.size=0"), 1);
-    micModule = pulse.load("module-sine-source",
-                           {"source_name=test_mic", "frequency=440", "source_properties=device.description=Microphone"});
+    micModule = pulse.load("module-sine-source", {"source_name=test_mic", "frequency=440",
+                                                  "source_properties=device.description=Microphone"});
     QTRY_COMPARE_WITH_TIMEOUT(controller->getMicsModel(), QStringList{"Microphone"}, 3000);
 }
 

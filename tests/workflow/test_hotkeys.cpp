@@ -79,8 +79,8 @@ void xdotool(const QStringList& args)
 
 QVariant storedValue(const QString& key)
 {
-    const QString file = QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation)
-        + "/Halvenmoor/orlune.conf";
+    const QString file =
+        QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) + "/Halvenmoor/orlune.conf";
     return QSettings(file, QSettings::NativeFormat).value(key);
 }
 
@@ -131,7 +131,8 @@ void TestHotkeys::keyToStringShowsPendingModifiers()
 {
     KeySequence keys;
     QCOMPARE(keys.keyToString(Qt::Key_Control, Qt::ControlModifier), QString("Ctrl+..."));
-    QCOMPARE(keys.keyToString(Qt::Key_unknown, int(Qt::ControlModifier | Qt::ShiftModifier)), QString("Ctrl+Shift+..."));
+    QCOMPARE(keys.keyToString(Qt::Key_unknown, int(Qt::ControlModifier | Qt::ShiftModifier)),
+             QString("Ctrl+Shift+..."));
     QCOMPARE(keys.keyToString(Qt::Key_S, Qt::AltModifier), QString("Alt+S"));
     QVERIFY(keys.isKeyUnknown(Qt::Key_unknown));
     QVERIFY(!keys.isKeyUnknown(Qt::Key_S));

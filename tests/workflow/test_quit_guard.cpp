@@ -13,7 +13,8 @@ private slots:
     void stuckProcessIsEndedWithStatus1();
 
 private:
-    struct Outcome {
+    struct Outcome
+    {
         int exitCode = -1;
         qint64 elapsedMs = 0;
         QString output;

@@ -46,8 +46,8 @@ void TestRecordingSetup::initTestCase()
     QVERIFY(pulse.start(QString()));
     QVERIFY(!pulse.load("module-null-sink", {"sink_name=test_speakers", "sink_properties=device.description=Speakers"})
                  .isEmpty());
-    micModule = pulse.load("module-sine-source",
-                           {"source_name=test_mic", "frequency=440", "source_properties=device.description=Microphone"});
+    micModule = pulse.load("module-sine-source", {"source_name=test_mic", "frequency=440",
+                                                  "source_properties=device.description=Microphone"});
     QVERIFY(!micModule.isEmpty());
 
     QVERIFY(openProgramDatabase());
@@ -70,7 +70,8 @@ void TestRecordingSetup::autoCodecChoice_data()
     QTest::addColumn<QString>("name");
     QTest::addColumn<bool>("hwaccel");
     QTest::addColumn<QString>("logged");
-    QTest::newRow("all") << QList<int>{1, 1, 1, 1} << "h264_mf" << true << "Selected h264_mf with hardware acceleration";
+    QTest::newRow("all") << QList<int>{1, 1, 1, 1} << "h264_mf" << true
+                         << "Selected h264_mf with hardware acceleration";
     QTest::newRow("hardware at 1080p") << QList<int>{2, 0, 0, 1} << "h264_mf" << true
                                        << "Selected h264_mf with hardware acceleration";
     QTest::newRow("software h264_mf") << QList<int>{0, 2, 1, 1} << "h264_mf" << false << "Selected h264_mf (regular)";
@@ -114,14 +115,15 @@ void TestRecordingSetup::recordOnce(int seconds)
     QCOMPARE(runTool("ffprobe", {"-v", "error", "-select_streams", "a", "-show_entries", "stream=codec_name", "-of",
                                  "csv=p=0", path}),
              QString("aac"));
-    QCOMPARE(sqliteRows(QString("SELECT file_finalized FROM files WHERE file_name='%1';").arg(controller->lastFileName)),
-             QStringList{"true"});
+    QCOMPARE(
+        sqliteRows(QString("SELECT file_finalized FROM files WHERE file_name='%1';").arg(controller->lastFileName)),
+        QStringList{"true"});
 }
 
 void TestRecordingSetup::vanishedMicrophoneFallsBackToTheFirst()
 {
-    const QString second = pulse.load(
-        "module-sine-source", {"source_name=test_mic2", "frequency=880", "source_properties=device.description=Second"});
+    const QString second = pulse.load("module-sine-source", {"source_name=test_mic2", "frequency=880",
+                                                             "source_properties=device.description=Second"});
     SettingsManager::instance()->writeSetting("audiodev", "Second");
     QTRY_COMPARE_WITH_TIMEOUT(controller->getMicsModel(), (QStringList{"Microphone", "Second"}), 3000);
     controller->updateMikeList();

@@ -51,24 +51,24 @@ void TestWorkflowRules::rmsToLevel()
 
 void TestWorkflowRules::rmsToVolumeSpansMinus45To0Db()
 {
-    QCOMPARE(AppController::rmsToVolume(0.0), 0.0);          // floored at 1e-7, far below -45 dB
-    QCOMPARE(AppController::rmsToVolume(0.001), 0.0);        // -60 dB
+    QCOMPARE(AppController::rmsToVolume(0.0), 0.0);   // floored at 1e-7, far below -45 dB
+    QCOMPARE(AppController::rmsToVolume(0.001), 0.0); // -60 dB
     QCOMPARE(AppController::rmsToVolume(1.0), 1.0);
-    QCOMPARE(AppController::rmsToVolume(4.0), 1.0);          // above 0 dB stays at the top
+    QCOMPARE(AppController::rmsToVolume(4.0), 1.0); // above 0 dB stays at the top
     const double half = AppController::rmsToVolume(std::pow(10.0, -22.5 / 20.0));
     QVERIFY(qAbs(half - 0.5) < 1e-9);
 }
 
 void TestWorkflowRules::cpuLoadSmoothing()
 {
-    QCOMPARE(AppController::smoothCpuLoad(0, 57), 57);   // first sample taken as it is
-    QCOMPARE(AppController::smoothCpuLoad(40, 80), 50);  // (80 + 3*40) / 4
-    QCOMPARE(AppController::smoothCpuLoad(10, 11), 10);  // integer arithmetic truncates
+    QCOMPARE(AppController::smoothCpuLoad(0, 57), 57);  // first sample taken as it is
+    QCOMPARE(AppController::smoothCpuLoad(40, 80), 50); // (80 + 3*40) / 4
+    QCOMPARE(AppController::smoothCpuLoad(10, 11), 10); // integer arithmetic truncates
     QCOMPARE(AppController::smoothCpuLoad(3, 0), 2);
     int load = 0;
     for (int i = 0; i < 40; ++i)
         load = AppController::smoothCpuLoad(load, 100);
-    QCOMPARE(load, 100);                                  // a steady load is reached and held
+    QCOMPARE(load, 100); // a steady load is reached and held
     for (int i = 0; i < 40; ++i)
         load = AppController::smoothCpuLoad(load, 20);
     QVERIFY(load >= 20 && load <= 23);
