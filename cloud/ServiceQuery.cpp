@@ -1,11 +1,13 @@
 #include "ServiceQuery.h"
 
+#include "Version.h"
+
 #include <QNetworkRequest>
 #include <QSysInfo>
 
 namespace ServiceQuery {
 
-const char* const version = "5.0.31";
+const char* const version = ORLUNE_VERSION;
 
 QString bits()
 {

@@ -7,7 +7,7 @@
 function(orlune_add_qtest)
   cmake_parse_arguments(T "" "NAME;TIMEOUT" "SOURCES;LIBS;LABELS" ${ARGN})
   add_executable(${T_NAME} ${T_SOURCES})
-  target_link_libraries(${T_NAME} PRIVATE Qt6::Test ${T_LIBS})
+  target_link_libraries(${T_NAME} PRIVATE Qt6::Test orlune_constants ${T_LIBS})
   # Helpers shared by the tests of every folder.
   target_include_directories(${T_NAME} PRIVATE ${PROJECT_SOURCE_DIR}/tests/common)
   target_compile_definitions(${T_NAME} PRIVATE

@@ -17,6 +17,7 @@
 #include "SleepWatcher.h"
 #include "StartOptions.h"
 #include "TermSignalHandler.h"
+#include "Version.h"
 
 #include <QDebug>
 #include <QDir>
@@ -30,8 +31,8 @@
 #include <memory>
 
 namespace {
-const char* const kVersion = "5.0.31";
-const char* const kRelease = "orlune@5.0.31";
+const char* const kVersion = ORLUNE_VERSION;
+const char* const kRelease = "orlune@" ORLUNE_VERSION;
 
 QtSingleApplication* g_application = nullptr;
 

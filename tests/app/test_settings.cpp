@@ -44,7 +44,7 @@ private slots:
 
         QSettings file(confPath(), QSettings::IniFormat);
         QStringList stored = file.allKeys();
-        QStringList expected = firstStartSettingsKeys();
+        QStringList expected = SettingsKey::firstStartKeys();
         stored.sort();
         expected.sort();
         QCOMPARE(stored, expected);

@@ -77,7 +77,7 @@ private slots:
         // The store holds every key of the settings table.
         QSettings store(orluneConfigFile(), QSettings::NativeFormat);
         QCOMPARE(store.status(), QSettings::NoError);
-        for (const QString& key : firstStartSettingsKeys())
+        for (const QString& key : SettingsKey::firstStartKeys())
             QVERIFY2(store.contains(key), qPrintable(QStringLiteral("missing key ") + key));
         QCOMPARE(store.value(QStringLiteral("settings_path")).toString(), orluneDataFolder());
 
