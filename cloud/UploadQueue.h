@@ -1,6 +1,7 @@
 #pragma once
 
 #include "CommonTypes.h"
+#include "FilesTable.h"
 #include "UploadHost.h"
 
 #include <QDateTime>
@@ -19,7 +20,6 @@ class ISettingsReader;
 class ISettingsWriter;
 class QAuthenticator;
 class QNetworkAccessManager;
-class QSqlQuery;
 
 // The one object that talks to the cloud. One instance per process; the
 // capture controller takes it at start-up, becomes its parent and drives its
@@ -169,8 +169,8 @@ private:
     // Segment upload (UploadQueueSegments.cpp).
     enum class FilePick { Again, RunEnded, None };
     void nextRangeOfCurrentFile(int retried, quint64& start_pos, qint64& seg_size);
-    // The nine columns that both file queries select, in their order.
-    void takeFileColumns(const QSqlQuery& row);
+    // The columns that both file queries select.
+    void takeFileColumns(const FilesTable::UploadCandidate& row);
     FilePick pickNextFile(int& retried);
     bool pickNextPreview(quint64& start_pos, qint64& seg_size);
     void sendRange(quint64 start_pos, qint64 seg_size);
@@ -190,6 +190,9 @@ private:
     void rebuildSegments();
     void removeFilesOnDisk();
     void handleRefusedRange(QNetworkReply* reply, int status);
+
+    // Failed row lookups of the uploader are logged under its own tag.
+    static constexpr const char* sqlLogTag = "[UP]:";
 
     UploadHost ownHost; // keeps the account flag while no controller is attached
     UploadHost* externalHost = nullptr;

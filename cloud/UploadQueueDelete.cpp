@@ -3,24 +3,18 @@
 // upload of the same run.
 #include "UploadQueue.h"
 
-#include "UploadSql.h"
+#include "DeletionQueueTable.h"
 
 #include <QDebug>
-#include <QSqlQuery>
 
 bool UploadQueue::serviceRemoveFile(unsigned int id)
 {
-    const QString statement =
-        id != 0 ? QString("SELECT `file_id`,`file_name`,`file_pseudoname`, `file_uploadkey` FROM `deletion_queue` "
-                          "WHERE `file_id` = %1 LIMIT 1;")
-                      .arg(id)
-                : QString("SELECT `file_id`,`file_name`,`file_pseudoname`, `file_uploadkey` FROM `deletion_queue` "
-                          "LIMIT 1;");
-    QSqlQuery row = UploadSql::select(statement);
-    if (!row.next())
+    const std::optional<DeletionQueueTable::Entry> entry =
+        id != 0 ? DeletionQueueTable::find(id, sqlLogTag) : DeletionQueueTable::first(sqlLogTag);
+    if (!entry)
         return false;
-    const uint rowId = row.value(0).toUInt();
-    const QString name = row.value(1).toString();
+    const uint rowId = entry->fileId;
+    const QString name = entry->name;
     qDebug().noquote() << "[UP]:"
                        << "serviceRemoveFile"
                        << " id:" << rowId << ", name:" << name;
@@ -28,7 +22,7 @@ bool UploadQueue::serviceRemoveFile(unsigned int id)
     service_action = "delete_file";
     service_file_id = rowId;
     delete_result.clear();
-    sendServiceRequest(fileQuery(service_action, rowId, name, row.value(2).toString(), row.value(3).toString()));
+    sendServiceRequest(fileQuery(service_action, rowId, name, entry->pseudoname, entry->uploadKey));
     return true;
 }
 
@@ -43,10 +37,9 @@ void UploadQueue::handleDeleteReply(QMap<QString, QString>& map)
     const bool done = delete_result == "OK" || (map.contains("force") && map.value("force") == "1");
     if (done) {
         if (service_file_id != 0)
-            UploadSql::exec(QString("DELETE FROM `deletion_queue` WHERE `file_id` = %1").arg(service_file_id));
+            DeletionQueueTable::remove(service_file_id);
         else
-            UploadSql::exec(
-                "DELETE FROM `deletion_queue` WHERE rowid IN (SELECT rowid FROM `deletion_queue` LIMIT 1);");
+            DeletionQueueTable::removeFirst();
     }
     emit gotRemoveFileCall(delete_result, map.value("message"), service_file_id);
     if (delete_result == "OK") {

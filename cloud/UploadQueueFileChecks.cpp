@@ -3,9 +3,9 @@
 // finalized without anything left to send.
 #include "UploadQueue.h"
 
-#include "SqlText.h"
+#include "FilesTable.h"
+#include "SegmentsTable.h"
 #include "UploadQuestions.h"
-#include "UploadSql.h"
 
 #include <QDebug>
 
@@ -15,8 +15,8 @@ const qint64 silentFixSize = 2049;
 
 void forgetFileRows(unsigned int fileId)
 {
-    UploadSql::exec(QString("DELETE FROM `files` WHERE `file_id`='%1';").arg(fileId));
-    UploadSql::exec(QString("DELETE FROM `segments` WHERE `file_id`='%1';").arg(fileId));
+    FilesTable::remove(fileId);
+    SegmentsTable::removeAll(fileId);
 }
 } // namespace
 
@@ -45,8 +45,8 @@ bool UploadQueue::finalizedSizeDiffers(qint64 diskSize)
                == QMessageBox::Yes;
     if (!fix)
         return true; // the disk size is taken in memory only, and the upload goes on
-    UploadSql::exec(QString("UPDATE `files` SET `file_size`='%1' WHERE `file_id`='%2'").arg(diskSize).arg(file_id));
-    UploadSql::exec(QString("UPDATE `segments` SET `seg_uploaded`='false' WHERE `file_id`='%1'").arg(file_id));
+    FilesTable::setSize(file_id, diskSize);
+    SegmentsTable::markNotUploaded(file_id);
     segment_rowid = -1;
     finishRunAndFile(0);
     return false;
@@ -91,17 +91,10 @@ void UploadQueue::rangeBeyondEnd(quint64 start_pos, quint64 end)
         // Cut the segment table back to the real file; a file that ends at or
         // before the range's start loses the range and all after it.
         if (static_cast<quint64>(file_size) <= start_pos) {
-            UploadSql::exec(QString("DELETE FROM `segments` WHERE `file_id`='%1' AND `seg_pos` >= '%2';")
-                                .arg(file_id)
-                                .arg(start_pos));
+            SegmentsTable::removeFrom(file_id, start_pos);
         } else {
-            UploadSql::exec(QString("UPDATE `segments` SET `seg_size`='%1' WHERE `file_id`='%2' AND `seg_pos`='%3'")
-                                .arg(static_cast<quint64>(file_size) - start_pos)
-                                .arg(file_id)
-                                .arg(start_pos));
-            UploadSql::exec(QString("DELETE FROM `segments` WHERE `file_id`='%1' AND `seg_pos` > '%2';")
-                                .arg(file_id)
-                                .arg(start_pos));
+            SegmentsTable::resize(file_id, start_pos, static_cast<quint64>(file_size) - start_pos);
+            SegmentsTable::removeAfter(file_id, start_pos);
         }
     } else {
         qDebug().noquote() << "[UP]:"
@@ -109,9 +102,7 @@ void UploadQueue::rangeBeyondEnd(quint64 start_pos, quint64 end)
                                   .arg(file_name)
                                   .arg(file_size)
                                   .arg(end);
-        UploadSql::exec(QString("UPDATE `files` SET `file_finalized`='true', `file_size`='%1' WHERE `file_id`='%2'")
-                            .arg(file_size)
-                            .arg(file_id));
+        FilesTable::finalizeAtSize(file_id, file_size);
     }
     // Nothing was completed, but the gallery rereads the row.
     file_preview_ext.clear();
@@ -128,14 +119,11 @@ void UploadQueue::shortRead(quint64 start_pos, qint64 seg_size, qint64 got)
     file.close();
     if (file_preview_ext.isEmpty()) {
         qDebug() << "[UP]: forcing whole file not to upload";
-        UploadSql::exec(QString("UPDATE `files` SET `file_toupload`='false' WHERE `file_id`='%1'").arg(file_id));
+        FilesTable::skipUpload(file_id);
         host()->showPopup(Common::MsgWarning, tr("Upload was skipped because the file %1 is broken.").arg(file_name));
     } else {
         qDebug() << "[UP]: forcing preview to be uploaded";
-        UploadSql::exec(
-            QString("UPDATE `files` SET `file_preview_uploaded`='true', `file_uploadkey`='%2' WHERE `file_id`='%1'")
-                .arg(file_id)
-                .arg(sqlText(serviceUploadKey)));
+        FilesTable::givePreviewUp(file_id, serviceUploadKey);
         file_preview_ext.clear();
         emit uploadFileDone(file_id);
     }

@@ -2,9 +2,10 @@
 // the file's upload state is reset, its segments rebuilt, or the file removed.
 #include "UploadQueue.h"
 
+#include "FilesTable.h"
 #include "ReplyLog.h"
 #include "SegmentGrid.h"
-#include "UploadSql.h"
+#include "SegmentsTable.h"
 
 #include <QDebug>
 #include <QFileInfo>
@@ -23,13 +24,11 @@ void UploadQueue::uploadError(int action)
              << " reverting file uploaded state for:" << file_id << ", action:" << action;
     if (file_id == 0)
         return;
-    UploadSql::exec(QString("UPDATE `files` SET `file_uploaded`='false', `file_preview_uploaded`='false' WHERE "
-                            "`file_id`='%1'")
-                        .arg(file_id));
-    UploadSql::exec(QString("UPDATE `segments` SET `seg_uploaded`='false' WHERE `file_id`='%1'").arg(file_id));
+    FilesTable::markNotUploaded(file_id);
+    SegmentsTable::markNotUploaded(file_id);
     if (action != 1 && action != 2)
         return; // every range goes again
-    UploadSql::exec(QString("DELETE FROM `segments` WHERE `file_id`='%1';").arg(file_id));
+    SegmentsTable::removeAll(file_id);
     if (action == 1) {
         rebuildSegments();
         return;
@@ -37,7 +36,7 @@ void UploadQueue::uploadError(int action)
     qDebug().noquote() << "[UP]:"
                        << "uploadError"
                        << ", server asks for file[" << file_name << "]:" << file_id << " deletion";
-    UploadSql::exec(QString("DELETE FROM `files` WHERE `file_id`='%1';").arg(file_id));
+    FilesTable::remove(file_id);
     // The server itself asked, so nothing goes to the deletion queue.
     removeFilesOnDisk();
 }
@@ -54,17 +53,13 @@ void UploadQueue::rebuildSegments()
     if (!grid.statement.isEmpty()) {
         qDebug().noquote() << "[UP]:"
                            << "sql=\n" + grid.statement;
-        UploadSql::exec(grid.statement);
+        SegmentsTable::insertGrid(grid);
     }
     qDebug() << "[UP]:"
              << "uploadError"
              << " new segments count:" << grid.count << ", file sizes:" << QString("%1|%2").arg(size).arg(file_size);
     // The file now counts as finished, on a fixed grid.
-    UploadSql::exec(QString("UPDATE `files` SET `file_finalized`='true', `file_size`='%1', `file_segments_count`='%2' "
-                            "WHERE `file_id`='%3'")
-                        .arg(size)
-                        .arg(grid.count)
-                        .arg(file_id));
+    FilesTable::finalizeOnGrid(file_id, size, grid.count);
 }
 
 void UploadQueue::removeFilesOnDisk()
@@ -145,8 +140,7 @@ void UploadQueue::handleRefusedRange(QNetworkReply* reply, int status)
             if (!file_preview_ext.isEmpty()) {
                 // The service has no media for this preview: give the preview up.
                 qDebug() << "[UP]: Workaround for thumb uploading for" << file_id;
-                UploadSql::exec(
-                    QString("UPDATE `files` SET `file_preview_uploaded`='true' WHERE `file_id`='%1'").arg(file_id));
+                FilesTable::markPreviewUploaded(file_id);
             }
         }
     }

@@ -2,18 +2,17 @@
 // of the next range, one POST at a time, and the reading of the answer.
 #include "UploadQueue.h"
 
+#include "FilesTable.h"
 #include "MediaDatabase.h"
 #include "ReplyLog.h"
+#include "SegmentsTable.h"
 #include "ServiceQuery.h"
-#include "SqlText.h"
-#include "UploadSql.h"
 
 #include <QCryptographicHash>
 #include <QDebug>
 #include <QFileInfo>
 #include <QNetworkAccessManager>
 #include <QNetworkRequest>
-#include <QSqlQuery>
 
 namespace {
 // A range is held in memory whole, for the hash and for the POST.
@@ -57,15 +56,11 @@ void UploadQueue::uploadChunkNext()
 
 void UploadQueue::nextRangeOfCurrentFile(int retried, quint64& start_pos, qint64& seg_size)
 {
-    QSqlQuery row =
-        UploadSql::select(QString("SELECT `seg_pos`, `seg_size`, _rowid_, `seg_id` FROM `segments` WHERE "
-                                  "`seg_uploaded`='false' AND `file_id`='%1' ORDER BY `seg_id` ASC LIMIT 1;")
-                              .arg(file_id));
-    if (row.next()) {
-        start_pos = row.value(0).toULongLong();
-        seg_size = static_cast<qint64>(row.value(1).toUInt());
-        segment_rowid = row.value(2).toInt();
-        segment_id = row.value(3).toInt();
+    if (const std::optional<SegmentsTable::PendingRange> range = SegmentsTable::nextToUpload(file_id, sqlLogTag)) {
+        start_pos = range->position;
+        seg_size = range->size;
+        segment_rowid = range->rowId;
+        segment_id = range->segmentId;
         if (start_pos == 0) {
             qDebug() << "[UP]: first try of this file uploading...";
             if (!isRecording)
@@ -74,16 +69,12 @@ void UploadQueue::nextRangeOfCurrentFile(int retried, quint64& start_pos, qint64
         if (file_finalized)
             return;
         // The recording may have ended since the file was picked.
-        QSqlQuery fin = UploadSql::select(QString("SELECT `file_finalized`, `file_size`, `file_pseudoname`, "
-                                                  "`file_preview_uploaded`, `file_segments_count` FROM `files` WHERE "
-                                                  "`file_id`='%1' AND `file_finalized`='true'")
-                                              .arg(file_id));
-        if (fin.next()) {
-            file_finalized = fin.value(0).toBool();
-            file_size = fin.value(1).toLongLong();
-            file_pseudoname = fin.value(2).toString();
-            file_preview_uploaded = fin.value(3).toBool();
-            file_segments_count = fin.value(4).toUInt();
+        if (const std::optional<FilesTable::FinalState> fin = FilesTable::finalState(file_id, sqlLogTag)) {
+            file_finalized = fin->finalized;
+            file_size = fin->size;
+            file_pseudoname = fin->pseudoname;
+            file_preview_uploaded = fin->previewUploaded;
+            file_segments_count = fin->segmentsCount;
             if (file_size == 0)
                 file_size = file.size();
         }
@@ -116,37 +107,32 @@ void UploadQueue::nextRangeOfCurrentFile(int retried, quint64& start_pos, qint64
         qDebug().noquote() << QString::asprintf(
             "[UP]: retried=%d, file_finalized=%d, file_size=%lld, file_segments_count=%u, isRecording=%d", retried,
             int(file_finalized), file_size, file_segments_count, int(isRecording));
-        UploadSql::exec(QString("UPDATE `files` SET `file_size`='%1', `file_finalized`='true' WHERE `file_id`='%2'")
-                            .arg(file.pos())
-                            .arg(file_id));
+        FilesTable::adoptDiskSize(file_id, file.pos());
         uploadError(-1);
         file_id = 0;
     }
 }
 
-void UploadQueue::takeFileColumns(const QSqlQuery& row)
+void UploadQueue::takeFileColumns(const FilesTable::UploadCandidate& row)
 {
     segments_done = 0;
-    file_id = row.value(0).toUInt();
-    file_size = row.value(1).toLongLong();
-    file_name = row.value(2).toString();
-    file_preview = row.value(3).toString();
-    file_finalized = row.value(4).toBool();
-    file_pseudoname = row.value(5).toString();
-    file_preview_uploaded = row.value(6).toBool();
-    file_segments_count = row.value(7).toUInt();
-    file_preview_gif = row.value(8).toBool();
+    file_id = row.fileId;
+    file_size = row.size;
+    file_name = row.name;
+    file_preview = row.preview;
+    file_finalized = row.finalized;
+    file_pseudoname = row.pseudoname;
+    file_preview_uploaded = row.previewUploaded;
+    file_segments_count = row.segmentsCount;
+    file_preview_gif = row.previewGif;
 }
 
 UploadQueue::FilePick UploadQueue::pickNextFile(int& retried)
 {
-    QSqlQuery row = UploadSql::select(
-        "SELECT `file_id`, `file_size`, `file_name`, `file_preview`, `file_finalized`, `file_pseudoname`, "
-        "`file_preview_uploaded`, `file_segments_count`, `file_preview_gif`  FROM `files` WHERE "
-        "`file_uploaded`='false'  AND `file_toupload`='true' ORDER BY `file_id` ASC LIMIT 1;");
-    if (!row.next())
+    const std::optional<FilesTable::UploadCandidate> row = FilesTable::nextFileToUpload(sqlLogTag);
+    if (!row)
         return FilePick::None;
-    takeFileColumns(row);
+    takeFileColumns(*row);
     file_preview_ext.clear();
     qDebug().noquote() << "[UP]: file [" << file_name << "] size:" << file_size << " file_id: " << file_id;
 
@@ -162,9 +148,7 @@ UploadQueue::FilePick UploadQueue::pickNextFile(int& retried)
         qDebug() << "[UP]: file sizes mismatch: " << file_size << " != " << diskSize;
         if (file_size == 0 && diskSize >= 1 && !isRecording) {
             // The process died while recording: the file on disk is all there is.
-            UploadSql::exec(QString("UPDATE `files` SET `file_size`='%1', `file_finalized`='true' WHERE `file_id`='%2'")
-                                .arg(diskSize)
-                                .arg(file_id));
+            FilesTable::adoptDiskSize(file_id, diskSize);
         }
         if (file_finalized && !finalizedSizeDiffers(diskSize))
             return FilePick::RunEnded;
@@ -188,12 +172,8 @@ UploadQueue::FilePick UploadQueue::pickNextFile(int& retried)
 
 bool UploadQueue::pickNextPreview(quint64& start_pos, qint64& seg_size)
 {
-    QSqlQuery row = UploadSql::select(
-        "SELECT `file_id`, `file_size`, `file_name`, `file_preview`, `file_finalized`, `file_pseudoname`, "
-        "`file_preview_uploaded`, `file_segments_count`, `file_preview_gif` FROM `files` WHERE "
-        "`file_uploaded`='true' AND `file_toupload`='true' AND `file_preview_uploaded`='false'ORDER BY `file_id` ASC "
-        "LIMIT 1;");
-    if (!row.next()) {
+    const std::optional<FilesTable::UploadCandidate> row = FilesTable::nextPreviewToUpload(sqlLogTag);
+    if (!row) {
         // The queue is empty.
         segment_rowid = -1;
         file_id = 0;
@@ -203,9 +183,9 @@ bool UploadQueue::pickNextPreview(quint64& start_pos, qint64& seg_size)
         finishRun(1);
         return false;
     }
-    takeFileColumns(row);
+    takeFileColumns(*row);
     // The service has always been sent the finalized column here; 'true' reads as 0.
-    file_segments_count = row.value(4).toUInt();
+    file_segments_count = row->finalizedAsNumber;
     qDebug().noquote() << "[UP]: file [" << file_name << "] : " << file_preview << ", size:" << file_size;
 
     if (file.isOpen())
@@ -222,7 +202,7 @@ bool UploadQueue::pickNextPreview(quint64& start_pos, qint64& seg_size)
     if (!file.open(QIODevice::ReadOnly)) {
         qDebug().noquote() << "[UP]: preview file [" << file_preview << "] - is missing! " << file.errorString()
                            << "filepath [" << path << "]";
-        UploadSql::exec(QString("UPDATE `files` SET `file_preview_uploaded`='true' WHERE `file_id`='%1'").arg(file_id));
+        FilesTable::markPreviewUploaded(file_id);
         finishRun(0);
         return false;
     }
@@ -426,26 +406,18 @@ int UploadQueue::confirmRange(QNetworkReply* reply, int status)
         return 127;
     }
     if (file_preview_ext.isEmpty()) {
-        const QString statement =
-            QString("UPDATE `segments` SET `seg_uploaded`='true' WHERE _rowid_='%1' AND `file_id`='%2';")
-                .arg(segment_rowid)
-                .arg(file_id);
-        if (!UploadSql::exec(statement))
+        if (!SegmentsTable::markUploaded(segment_rowid, file_id))
             qDebug().noquote() << "[UP]: SQL not executed: query "
-                               << "\"" + statement + "\"";
+                               << "\"" + SegmentsTable::markUploadedText(segment_rowid, file_id) + "\"";
     }
     ++segments_done;
     if (status == 200 && uploaded) {
         qDebug() << "[UP]: Server answers that file is fully uploaded!";
         if (file_preview_ext.isEmpty()) {
-            UploadSql::exec(
-                QString("UPDATE `files` SET `file_uploaded`='true', `file_uploadkey`='%2' WHERE `file_id`='%1'")
-                    .arg(file_id)
-                    .arg(sqlText(serviceUploadKey)));
+            FilesTable::markUploaded(file_id, serviceUploadKey);
             emit uploadFileDone(file_id);
         } else {
-            UploadSql::exec(
-                QString("UPDATE `files` SET `file_preview_uploaded`='true' WHERE `file_id`='%1'").arg(file_id));
+            FilesTable::markPreviewUploaded(file_id);
         }
         qDebug() << "[UP]: =====================================================";
         qDebug() << "[UP]: Server Reply:";

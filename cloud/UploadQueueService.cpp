@@ -4,16 +4,15 @@
 #include "UploadQueue.h"
 
 #include "Endpoints.h"
+#include "FilesTable.h"
 #include "ReplyLog.h"
 #include "ServiceQuery.h"
 #include "ServiceReply.h"
-#include "UploadSql.h"
 
 #include <QDebug>
 #include <QMetaEnum>
 #include <QNetworkAccessManager>
 #include <QNetworkRequest>
-#include <QSqlQuery>
 
 QUrlQuery UploadQueue::accountQuery(const QString& action)
 {
@@ -61,20 +60,15 @@ void UploadQueue::serviceGetUploadServer()
 
 void UploadQueue::serviceGetShareLink(unsigned int id)
 {
-    QString name, pseudoname, uploadKey;
-    QSqlQuery row = UploadSql::select(
-        QString("SELECT `file_name`,`file_pseudoname`, `file_uploadkey` FROM `files` WHERE `file_id`='%1'").arg(id));
-    if (row.next()) {
-        name = row.value(0).toString();
-        pseudoname = row.value(1).toString();
-        uploadKey = row.value(2).toString();
-    } else {
+    const std::optional<FilesTable::ServiceNames> names = FilesTable::serviceNames(id, sqlLogTag);
+    if (!names) {
         qDebug() << "[UP]: serviceGetShareLink"
                  << " ERROR! Requested file is not in db" << id;
     }
     service_action = "get_short_url";
     service_file_id = id;
-    sendServiceRequest(fileQuery(service_action, id, name, pseudoname, uploadKey));
+    const FilesTable::ServiceNames found = names.value_or(FilesTable::ServiceNames());
+    sendServiceRequest(fileQuery(service_action, id, found.name, found.pseudoname, found.uploadKey));
 }
 
 void UploadQueue::dropServiceReply()
@@ -150,10 +144,7 @@ void UploadQueue::handleUploadUrlReply(QMap<QString, QString>& map, bool good)
             serviceUploadURL = map.value("upload_url");
             if (serviceUploadURL.isEmpty()) {
                 host()->setUserActualized(false);
-                QSqlQuery pending = UploadSql::select(
-                    "SELECT `file_id` FROM `files` WHERE `file_uploaded`='false'  AND `file_toupload`='true' ORDER BY "
-                    "`file_id` ASC LIMIT 1;");
-                const uint lastId = pending.next() ? pending.value(0).toUInt() : 0;
+                const uint lastId = FilesTable::firstPendingUpload(sqlLogTag);
                 qDebug() << "[UP]:"
                          << "serviceSlotFinished"
                          << " user deactualized, last file_id:" << lastId;

@@ -12,6 +12,7 @@ extern "C" {
 #include <libavutil/channel_layout.h>
 #include <libavutil/error.h>
 #include <libavutil/frame.h>
+#include <libavutil/mem.h>
 #include <libswresample/swresample.h>
 #include <libswscale/swscale.h>
 }
@@ -60,6 +61,11 @@ struct SwsContextDeleter
 struct SwrContextDeleter
 {
     void operator()(SwrContext* c) const { swr_free(&c); }
+};
+// Memory from av_malloc and av_calloc.
+struct AVMemoryDeleter
+{
+    void operator()(void* p) const { av_free(p); }
 };
 
 using FramePtr = std::unique_ptr<AVFrame, AVFrameDeleter>;

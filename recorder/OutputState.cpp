@@ -1,6 +1,6 @@
 #include "OutputState.h"
 
-#include "OutputSql.h"
+#include "SegmentsTable.h"
 #include "ffmpegMux.h"
 
 #include <QDebug>
@@ -121,7 +121,7 @@ int write_packet(void* opaque, uint8_t* buf, int size)
     qDebug("[MUX]: DB <=file[%u|%u]: pos:%lu segsz:%lu fsz:%lu|%lu", state->fileId, state->segmentNumber,
            (unsigned long)state->position, (unsigned long)size, (unsigned long)(state->position + size),
            (unsigned long)getFileSize(*state));
-    OutputSql::insertSegment(state->fileId, state->position, quint64(size), state->segmentNumber);
+    SegmentsTable::insert(state->fileId, state->position, quint64(size), state->segmentNumber);
     state->segmentNumber += 1;
     state->position += quint64(size);
     return size;

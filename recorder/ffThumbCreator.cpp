@@ -4,13 +4,10 @@
 
 #include <QDebug>
 #include <QFile>
-#include <QImage>
 #include <QMutexLocker>
 
 extern "C" {
-#include <libavutil/frame.h>
 #include <libavutil/imgutils.h>
-#include <libswscale/swscale.h>
 }
 
 namespace {
@@ -39,15 +36,15 @@ ffThumbCreator::ffThumbCreator(QObject* parent, int maxFrames_, int width, int h
     av_image_fill_linesizes(dstLinesize, AV_PIX_FMT_RGBA, dstWidth);
 
     if (width > 0 && height > 0 && dstWidth > 0 && dstHeight > 0)
-        scaler = sws_getContext(srcWidth, srcHeight, srcFormat, dstWidth, dstHeight, AV_PIX_FMT_RGBA, SWS_BICUBIC,
-                                nullptr, nullptr, nullptr);
+        scaler.reset(sws_getContext(srcWidth, srcHeight, srcFormat, dstWidth, dstHeight, AV_PIX_FMT_RGBA, SWS_BICUBIC,
+                                    nullptr, nullptr, nullptr));
     if (!scaler)
         qWarning() << "[TC]: no scaler for" << width << "x" << height << "format" << int(format);
 
-    image = new QImage(qMax(dstWidth, 1), qMax(dstHeight, 1), QImage::Format_RGBA8888);
-    image->fill(Qt::black);
-    frames = new AVFrame*[size_t(qMax(maxFrames, 0)) + 2]();
-    gifWriter = new ::gifWriter();
+    image = QImage(qMax(dstWidth, 1), qMax(dstHeight, 1), QImage::Format_RGBA8888);
+    image.fill(Qt::black);
+    frames.resize(size_t(qMax(maxFrames, 0)) + 2);
+    gifWriter = std::make_unique<::gifWriter>();
 }
 
 ffThumbCreator::~ffThumbCreator()
@@ -68,11 +65,6 @@ ffThumbCreator::~ffThumbCreator()
                            << " terminated, but gif not finalized, fixing that";
         gifWriter->end();
     }
-    freeFrames();
-    delete[] frames;
-    sws_freeContext(scaler);
-    delete gifWriter;
-    delete image;
     qDebug().nospace() << "[TC]:"
                        << "~ffThumbCreator"
                        << " destroying...";
@@ -109,28 +101,28 @@ void ffThumbCreator::passFrameToThumbCreator(void* f)
     QMutexLocker locker(&lock);
     if (collected > maxFrames)
         return;
-    frames[collected] = av_frame_clone(frame);
+    frames[size_t(collected)].reset(av_frame_clone(frame));
     ++collected;
     condition.wakeAll();
 }
 
 // The still image is taken only when the first frame is processed while it
 // is the only one collected; a thread that wakes late makes no JPEG.
-void ffThumbCreator::processFrame(AVFrame* frame, bool saveStill)
+void ffThumbCreator::processFrame(FramePtr frame, bool saveStill)
 {
     if (scaler) {
-        uint8_t* dstData[4] = {image->bits(), nullptr, nullptr, nullptr};
-        sws_scale(scaler, frame->data, frame->linesize, 0, srcHeight, dstData, dstLinesize);
+        uint8_t* dstData[4] = {image.bits(), nullptr, nullptr, nullptr};
+        sws_scale(scaler.get(), frame->data, frame->linesize, 0, srcHeight, dstData, dstLinesize);
     }
-    av_frame_free(&frame);
+    frame.reset();
     if (!scaler)
         return;
 
     if (saveStill && !jpgName.isEmpty()) {
-        if (!image->save(dir + "/" + jpgName, "jpg"))
+        if (!image.save(dir + "/" + jpgName, "jpg"))
             qDebug() << "[TC]: image.save() error!";
     }
-    gifWriter->writeFrame(image->constBits(), dstWidth, dstHeight, kFrameDelay, kGifBitDepth, true);
+    gifWriter->writeFrame(image.constBits(), dstWidth, dstHeight, kFrameDelay, kGifBitDepth, true);
 }
 
 void ffThumbCreator::run()
@@ -153,15 +145,14 @@ void ffThumbCreator::run()
             qDebug() << "[TC]:"
                      << "run"
                      << "processed:" << processed << "collected:" << collected;
-            AVFrame* frame = nullptr;
+            FramePtr frame;
             bool onlyFrame = false;
             {
                 QMutexLocker locker(&lock);
-                frame = frames[processed];
-                frames[processed] = nullptr;
+                frame = std::move(frames[size_t(processed)]);
                 onlyFrame = collected == 1;
             }
-            processFrame(frame, onlyFrame);
+            processFrame(std::move(frame), onlyFrame);
             ++processed;
             if (gifWriter->size() > kMaxGifBytes) {
                 running = 0;
@@ -181,6 +172,6 @@ void ffThumbCreator::run()
 void ffThumbCreator::freeFrames()
 {
     QMutexLocker locker(&lock);
-    for (int i = 0; i < qMax(maxFrames, 0) + 2; ++i)
-        av_frame_free(&frames[i]);
+    for (FramePtr& frame : frames)
+        frame.reset();
 }

@@ -1,19 +1,17 @@
 #pragma once
 
+#include "FFmpegResources.h"
+
+#include <QImage>
 #include <QMutex>
 #include <QSize>
 #include <QString>
 #include <QThread>
 #include <QWaitCondition>
+#include <memory>
+#include <vector>
 
-extern "C" {
-#include <libavutil/pixfmt.h>
-}
-
-struct AVFrame;
-struct SwsContext;
 struct gifWriter;
-class QImage;
 
 // Makes the two previews of a recording while it runs: a JPEG of the first
 // frame it processes and a looping animated GIF of all frames it is given,
@@ -51,12 +49,12 @@ public:
     int processed = 0;
     QWaitCondition condition;
     QMutex lock;
-    SwsContext* scaler = nullptr;
-    ::gifWriter* gifWriter = nullptr;
-    QImage* image = nullptr;
+    SwsContextPtr scaler;
+    std::unique_ptr<::gifWriter> gifWriter;
+    QImage image;
     int maxFrames = 15;
     int collected = 0;
-    AVFrame** frames = nullptr; // maxFrames + 2 entries
+    std::vector<FramePtr> frames; // maxFrames + 2 entries
     int dstWidth = 0;
     int dstHeight = 0;
     int dstLinesize[4] = {0, 0, 0, 0};
@@ -69,7 +67,7 @@ protected:
     void run() override;
 
 private:
-    void processFrame(AVFrame* frame, bool saveStill);
+    void processFrame(FramePtr frame, bool saveStill);
     void freeFrames();
     QString gifPath() const;
 };

@@ -3,8 +3,9 @@
 // with its last database rows.
 #include "ffmpegMux.h"
 
-#include "OutputSql.h"
+#include "FilesTable.h"
 #include "OutputState.h"
+#include "SegmentsTable.h"
 #include "ffmpegAudioCap.h"
 #include "ffmpegAudioMixEnc.h"
 #include "ffmpegVideoCap.h"
@@ -56,7 +57,7 @@ quint32 newFileId()
     quint32 id = 0;
     do {
         id = QRandomGenerator::global()->generate();
-    } while (id == 0 || OutputSql::finalizedFileExists(id));
+    } while (id == 0 || FilesTable::finalizedFileExists(id));
     return id;
 }
 
@@ -108,11 +109,11 @@ int ffmpegMux::open_output_dest(const QString& fileName, unsigned int continueId
     const QString name = QFileInfo(outputState.path).fileName();
     if (continueId) {
         qint64 seconds = 0;
-        if (OutputSql::readFileDuration(continueId, seconds))
+        if (FilesTable::readDuration(continueId, seconds))
             videoEndPts = seconds;
-        OutputSql::reopenFile(continueId);
+        FilesTable::reopen(continueId);
     } else {
-        OutputSql::insertFile(name, outputState.fileId, uploadWhileRecording);
+        FilesTable::insertRecording(name, outputState.fileId, uploadWhileRecording);
     }
 
     vcap->previewJpgName = name + ".jpg";
@@ -246,7 +247,7 @@ void ffmpegMux::closeOutputFile(qint64 durationSeconds)
             qDebug("[MUX]: DB|LAST <= file[%u|%u]: pos:%lu segsz:%lu filesz:%lu|%lu", outputState.fileId,
                    outputState.segmentNumber, (unsigned long)outputState.position, (unsigned long)tail,
                    (unsigned long)fileSize, (unsigned long)(outputState.position + tail));
-            OutputSql::insertSegment(outputState.fileId, outputState.position, tail, outputState.segmentNumber);
+            SegmentsTable::insert(outputState.fileId, outputState.position, tail, outputState.segmentNumber);
             outputState.segmentNumber += 1;
             outputState.position += tail;
         }
@@ -256,7 +257,7 @@ void ffmpegMux::closeOutputFile(qint64 durationSeconds)
            (unsigned long)fileSize, (unsigned long)outputState.position);
     {
         QMutexLocker lock(&dbLock);
-        OutputSql::finalizeFile(outputState.fileId, fileSize, durationSeconds, outputState.segmentNumber);
+        FilesTable::finalizeRecording(outputState.fileId, fileSize, durationSeconds, outputState.segmentNumber);
     }
     outputState.path.clear();
 }

@@ -1,17 +1,16 @@
 #include "ApiCalls.h"
 
 #include "ApiCallsHost.h"
+#include "FilesTable.h"
 #include "ISettingsReader.h"
 #include "ISettingsWriter.h"
 #include "MachineProfile.h"
-#include "MediaDatabase.h"
 #include "UploadQueue.h"
 
 #include <QClipboard>
 #include <QCoreApplication>
 #include <QDebug>
 #include <QGuiApplication>
-#include <QSqlQuery>
 
 ApiCalls::ApiCalls(ISettingsReader* reader, ISettingsWriter* writer, ApiCallsHost* host, QObject* controller,
                    QObject* parent)
@@ -90,19 +89,14 @@ int ApiCalls::invokeSignedInState()
 
 bool ApiCalls::isVideoFile(uint file_id)
 {
-    QSqlQuery query(connectionForCurrentThread());
-    if (!query.exec(QStringLiteral("SELECT `file_name`,`file_preview` FROM `files` WHERE `file_id`='%1'").arg(file_id))
-        || !query.next())
-        return false;
-    return query.value(0).toString() != query.value(1).toString();
+    return FilesTable::isVideo(file_id);
 }
 
 void ApiCalls::invokeShareClicked(uint file_id)
 {
     qDebug() << "[ApiCalls]:"
              << "share clicked, adding to queue..." << file_id;
-    QSqlQuery query(connectionForCurrentThread());
-    query.exec(QStringLiteral("UPDATE `files` SET `file_toupload`='true' WHERE `file_id`='%1';").arg(file_id));
+    FilesTable::queueForUpload(file_id);
     if (host)
         host->setSkipPlayerOnUpload(false);
     emit activateUploader();
@@ -118,11 +112,7 @@ void ApiCalls::invokeGetUploadUrl(uint file_id)
             host->showUnauthWarn();
         return;
     }
-    QSqlQuery query(connectionForCurrentThread());
-    const bool uploaded =
-        query.exec(QStringLiteral("SELECT `file_uploaded` FROM `files` WHERE `file_id`='%1'").arg(file_id))
-        && query.next() && query.value(0).toString() == QLatin1String("true");
-    if (!uploaded) {
+    if (!FilesTable::isUploaded(file_id)) {
         invokeShareClicked(file_id);
         return;
     }
@@ -146,8 +136,7 @@ void ApiCalls::gotShareLink(QString link, uint file_id)
     if (QClipboard* clipboard = QGuiApplication::clipboard())
         clipboard->setText(link);
 
-    QSqlQuery query(connectionForCurrentThread());
-    query.exec(QStringLiteral("SELECT `file_pseudoname`, `file_name` FROM `files` WHERE `file_id`='%1'").arg(file_id));
+    FilesTable::lookUpNames(file_id);
     const QString text = QStringLiteral("Your private sharing link is ready.<br/><b>Press Ctrl + V to paste it.</b>");
     if (host) {
         if (isVideoFile(file_id)) {

@@ -6,11 +6,10 @@
 #include "AutoCodecChoice.h"
 #include "CaptureInputs.h"
 #include "DeviceLists.h"
+#include "FilesTable.h"
 #include "FvUpdater.h"
-#include "MediaDatabase.h"
 #include "QHotkey.h"
 #include "SettingsManager.h"
-#include "SqlText.h"
 #include "UploadQueue.h"
 #include "ffAudioMonitor.h"
 #include "ffmpegAudioCap.h"
@@ -25,7 +24,6 @@
 #include <QRegularExpression>
 #include <QScreen>
 #include <QSettings>
-#include <QSqlQuery>
 
 #include <cmath>
 #include <ctime>
@@ -490,11 +488,7 @@ QString AppController::rewriteNameLineIfNeeded(QString wanted)
 {
     qDebug() << "[AC]:"
              << "rewriteNameLineIfNeeded" << wanted;
-    auto taken = [](const QString& name) {
-        QSqlQuery query(connectionForCurrentThread());
-        query.exec(QString("SELECT _rowid_ FROM `files` WHERE `file_pseudoname`='%1';").arg(sqlText(name)));
-        return query.next();
-    };
+    auto taken = [](const QString& name) { return FilesTable::titleTaken(name); };
     if (!taken(wanted))
         return wanted;
     static const QRegularExpression numbered("^(.+)\\s\\((\\d+)\\)$");

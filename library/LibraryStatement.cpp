@@ -1,11 +1,11 @@
-#include "UploadSql.h"
+#include "LibraryStatement.h"
 
 #include "MediaDatabase.h"
 
 #include <QDebug>
 #include <QSqlError>
 
-namespace UploadSql {
+namespace LibraryStatement {
 
 bool exec(const QString& statement)
 {
@@ -13,13 +13,13 @@ bool exec(const QString& statement)
     return query.exec(statement);
 }
 
-QSqlQuery select(const QString& statement)
+QSqlQuery select(const QString& statement, const char* logTag)
 {
     QSqlQuery query(connectionForCurrentThread());
     query.setForwardOnly(true);
-    if (!query.exec(statement))
-        qDebug().noquote() << "[UP]: SQL failed:" << query.lastError().text();
+    if (!query.exec(statement) && logTag)
+        qDebug().noquote() << logTag << "SQL failed:" << query.lastError().text();
     return query;
 }
 
-} // namespace UploadSql
+} // namespace LibraryStatement
