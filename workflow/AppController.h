@@ -96,6 +96,7 @@ public:
     bool isRecording() const; // a session exists, from its start to its done report
     bool isStarting() const { return is_starting; }
     bool isStopping() const { return is_stopping; }
+    bool isPollingLevels() const { return levelsTimer.isActive(); }
     bool isPowerOn() const { return powerOn; }
     QRect selectedRect() const { return selRect; }
     // The delay of the uploader's next run, -1 when none is scheduled.
