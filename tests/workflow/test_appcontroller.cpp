@@ -1,6 +1,8 @@
 // The capture controller without a recording: what it tells the interface,
 // the start refusals and the baton, the level poll rule, the uploader's
-// cadence, power events and display names made unique against a real database.
+// cadence, power events, the account session (the service's answers, signing
+// out, the web bridge's state) and display names made unique in a real database.
+#include "ApiCalls.h"
 #include "RecordingPort.h"
 #include "UploadQueue.h"
 #include "WorkflowTestSupport.h"
@@ -39,11 +41,18 @@ private slots:
     void uploaderCadence_data();
     void uploaderCadence();
     void suspendAndResume();
+    void getUserAnswers_data();
+    void getUserAnswers();
+    void refusalsThatSignOut_data();
+    void refusalsThatSignOut();
+    void webBridgeAndSignOut();
     void uniqueDisplayNames();
 
 private:
     RecordingPort port;
     AppController* controller = nullptr;
+    // Stored credentials of a user whose account is not confirmed yet.
+    void signIn();
     bool firstStart = false;
     QStringList startCalls; // what runTasks told the interface
     int startTick = 0;
@@ -80,6 +89,19 @@ void TestAppController::init()
     controller->setVideoState(Common::Idle);
     port.attached = false;
     port.calls.clear();
+    controller->tickTimer->stop(); // no service here: the uploader runs only when a test says so
+}
+
+void TestAppController::signIn()
+{
+    SettingsManager* settings = SettingsManager::instance();
+    settings->writeSetting("login", QStringLiteral("alice"));
+    settings->writeSetting("password", QStringLiteral("token-1"));
+    settings->writeSetting("salt", QStringLiteral("salt-1"));
+    for (const char* key : {"is_authenticated_user", "auto_upload", "mouse_highlight",
+                            "instant_share_disabled_manually", "mouse_highlight_disabled_manually"})
+        settings->writeSetting(key, false);
+    controller->uploader->setUserCredentials("alice", "token-1", "salt-1");
 }
 
 void TestAppController::startTellsTheInterface()
@@ -323,6 +345,123 @@ void TestAppController::suspendAndResume()
     controller->resumePower();
     QVERIFY(controller->isPowerOn());
     QCOMPARE(controller->uploadTickDelay(), 5000);
+}
+
+void TestAppController::getUserAnswers_data()
+{
+    QTest::addColumn<QString>("result");
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<bool>("manual"); // the user switched sharing and highlighting off
+    QTest::addColumn<bool>("signedIn");
+    QTest::addColumn<bool>("switchedOn");
+    QTest::newRow("same name") << "OK"
+                               << "alice" << false << true << true;
+    QTest::newRow("new name") << "OK"
+                              << "alice2" << false << true << true;
+    QTest::newRow("manual choices stay") << "OK"
+                                         << "alice" << true << true << false;
+    QTest::newRow("refused") << "FAIL"
+                             << "" << false << false << false;
+}
+
+void TestAppController::getUserAnswers()
+{
+    QFETCH(QString, result);
+    QFETCH(QString, name);
+    QFETCH(bool, manual);
+    QFETCH(bool, signedIn);
+    QFETCH(bool, switchedOn);
+    signIn();
+    SettingsManager* settings = SettingsManager::instance();
+    settings->writeSetting("instant_share_disabled_manually", manual);
+    settings->writeSetting("mouse_highlight_disabled_manually", manual);
+    const QString rand = controller->uploader->userRand;
+    QMap<QString, QString> answer{{"result", result}, {"message", "<b/>"}};
+    if (!name.isEmpty())
+        answer.insert("name", name);
+    controller->setUserInfo2(answer, "get_user");
+    QCOMPARE(settings->readSettingBool("is_authenticated_user"), signedIn);
+    QCOMPARE(settings->readSettingBool("auto_upload"), switchedOn);
+    QCOMPARE(settings->readSettingBool("mouse_highlight"), switchedOn);
+    // Only a new name is stored and handed on, with the stored token and salt.
+    QCOMPARE(settings->readSettingStr("login"), name.isEmpty() ? "alice" : name);
+    QCOMPARE(controller->uploader->userRand != rand, name == "alice2");
+    QCOMPARE(controller->uploader->userHash, QStringLiteral("token-1"));
+    QCOMPARE(port.calls.filter("setXmlMessage"), QStringList{"setXmlMessage(<b/>)"});
+}
+
+void TestAppController::refusalsThatSignOut_data()
+{
+    QTest::addColumn<QString>("message");
+    QTest::addColumn<QString>("status");
+    QTest::addColumn<bool>("signedOut");
+    QTest::newRow("invalid token") << "INVALID TOKEN!"
+                                   << "" << true;
+    QTest::newRow("invalid token, any case") << "Invalid Token!"
+                                             << "" << true;
+    QTest::newRow("account deleted") << ""
+                                     << "deleted" << true;
+    QTest::newRow("not authorized") << "NOT AUTHORIZED!"
+                                    << "" << false;
+    QTest::newRow("other error") << "Server is busy"
+                                 << "" << false;
+}
+
+void TestAppController::refusalsThatSignOut()
+{
+    QFETCH(QString, message);
+    QFETCH(QString, status);
+    QFETCH(bool, signedOut);
+    QMap<QString, QString> error{{"result", "ERROR"}, {"message", message}, {"status", status}};
+    signIn();
+    SettingsManager* settings = SettingsManager::instance();
+    for (const char* key :
+         {"is_authenticated_user", "auto_upload", "mouse_highlight", "instant_share_disabled_manually"})
+        settings->writeSetting(key, true);
+    settings->writeSetting("recording_quality", 2);
+    controller->setUserInfo2(error, "get_upload_url");
+    QCOMPARE(settings->readSettingStr("password").isEmpty(), signedOut);
+    QCOMPARE(controller->uploader->userHash.isEmpty(), signedOut);
+    QCOMPARE(port.calls.contains("setLoginState(1)"), signedOut);
+    if (!signedOut)
+        return;
+    for (const char* key : {"login", "password", "salt"})
+        QVERIFY2(settings->readSettingStr(key).isEmpty(), key);
+    for (const char* key : {"is_authenticated_user", "auto_upload", "mouse_highlight",
+                            "instant_share_disabled_manually", "mouse_highlight_disabled_manually"})
+        QVERIFY2(!settings->readSettingBool(key), key);
+    QCOMPARE(settings->readSettingInt("recording_quality"), 0);
+    QVERIFY(settings->readSettingBool("isVideoQualityNeverSet"));
+    QVERIFY(!controller->isAutoUploadActive());
+}
+
+void TestAppController::webBridgeAndSignOut()
+{
+    ApiCalls* api = controller->apiCalls;
+    signIn();
+    controller->setTabIndex(0);
+    QCOMPARE(api->invokeSignedInState(), 1);
+    SettingsManager::instance()->writeSetting("is_authenticated_user", true);
+    QCOMPARE(api->invokeSignedInState(), 3);
+    controller->setTabIndex(2);
+    QCOMPARE(api->invokeSignedInState(), 67);
+    controller->setTabIndex(1);
+    QCOMPARE(api->invokeSignedInState(), 0);
+    controller->setTabIndex(0);
+    QVERIFY(port.calls.contains("setLoginState(2)"));
+
+    // New credentials from the sign-in page reach the settings and, through
+    // reloadUploader, the uploader, which is run at once.
+    api->invokeApplyNewCredentials("bob", "token-2", "salt-2");
+    QCOMPARE(SettingsManager::instance()->readSettingStr("login"), QStringLiteral("bob"));
+    QCOMPARE(SettingsManager::instance()->readSettingStr("salt"), QStringLiteral("salt-2"));
+    QCOMPARE(controller->uploader->userHash, QStringLiteral("token-2"));
+    QCOMPARE(controller->uploadTickDelay(), 100);
+    controller->tickTimer->stop();
+    // Signed out, the share button asks for an account instead of uploading.
+    controller->logOut();
+    QCOMPARE(api->invokeSignedInState(), 0);
+    QCOMPARE(port.calls.last(), QString("setLoginState(1)"));
 }
 
 void TestAppController::uniqueDisplayNames()
