@@ -39,10 +39,14 @@ extern "C" {
 namespace {
 constexpr int kUpdateInterval = 10800000; // 3 hours of inactivity
 constexpr int kSkinDelay = 5000;
+
+// The interface while none is attached: every call does nothing.
+InterfacePort noInterface;
 } // namespace
 
 AppController::AppController(QObject* parent)
     : QObject(parent)
+    , port(&noInterface)
 {
     QNetworkInformation::loadDefaultBackend();
 
@@ -111,8 +115,8 @@ AppController::~AppController()
         delete vcodecTest;
         vcodecTest = nullptr;
     }
-    ui.reset();
-    uiPtr = nullptr;
+    port = &noInterface;
+    ownedPort.reset();
 
     // The rest in reverse order of declaration. The session thread is not
     // waited for: a running one ends with the process.
@@ -146,12 +150,24 @@ ISettingsWriter* AppController::settingsWriter() const
     return SettingsManager::instance();
 }
 
-bool AppController::callUi(const char* member, QGenericArgument a0, QGenericArgument a1, QGenericArgument a2,
-                           QGenericArgument a3, QGenericArgument a4, QGenericArgument a5)
+void AppController::setInterfacePort(InterfacePort* attached)
 {
-    if (!uiPtr)
-        return false;
-    return QMetaObject::invokeMethod(uiPtr, member, Qt::DirectConnection, a0, a1, a2, a3, a4, a5);
+    port = attached ? attached : &noInterface;
+}
+
+void AppController::setInterfaceFactory(InterfaceFactory factory)
+{
+    interfaceFactory = std::move(factory);
+}
+
+bool AppController::isRecording() const
+{
+    return uploader && uploader->isRecording;
+}
+
+int AppController::uploadTickDelay() const
+{
+    return tickTimer && tickTimer->isActive() ? tickTimer->interval() : -1;
 }
 
 bool AppController::ramLow()
@@ -211,12 +227,16 @@ void AppController::runTasks()
     // The web bridge connects its activateUploader() and reloadUploader() here itself.
     apiCalls = new ApiCalls(settings(), settingsWriter(), this, this, this);
     apiCalls->setUploader(uploader);
-    // The interface controller (ui) is created here once it exists; until
-    // then every step that uses it is skipped.
-    callUi("setLoginState", Q_ARG(int, 2));
-    callUi("setEnableUpdateApp", Q_ARG(bool, false));
-    callUi("setDwmIsCompositionEnabled", Q_ARG(bool, isDwmCompositionEnabled()));
-    callUi("loadMainUI");
+    // The interface controller is made here; without a factory every step
+    // that uses it is skipped.
+    if (interfaceFactory) {
+        ownedPort.reset(interfaceFactory(this));
+        setInterfacePort(ownedPort.get());
+    }
+    port->setLoginState(2);
+    port->setEnableUpdateApp(false);
+    port->setDwmIsCompositionEnabled(isDwmCompositionEnabled());
+    port->loadMainUI();
 
     QTimer::singleShot(100, this, &AppController::runSuitabilityPass);
 
@@ -244,7 +264,7 @@ void AppController::runTasks()
     tickTimer->start();
 
     if (settings()->readSettingBool("is_first_start")) {
-        callUi("showFirstDialogSignal");
+        port->showFirstDialogSignal();
         settingsWriter()->writeSetting("is_first_start", false);
     }
 
@@ -286,7 +306,7 @@ void AppController::runSuitabilityPass()
 {
     QString reason;
     if (!is4KSuitable(reason)) {
-        callUi("setQuality4KVisible", Q_ARG(bool, false));
+        port->setQuality4KVisible(false);
         qDebug() << "[AC]: Display/CPU/RAM is not good for 4K, reason:" << reason;
         if (settings()->readSettingInt("recording_quality") > Common::RECORDING_QUALITY_HD)
             settingsWriter()->writeSetting("recording_quality", int(Common::RECORDING_QUALITY_HD));
@@ -388,16 +408,16 @@ void AppController::toggleSkinType()
     // Desktop composition cannot change under X11 without a compositing
     // manager appearing; the interface is rebuilt only when it reports a change.
     bool uiComposition = isDwmCompositionEnabled();
-    if (uiPtr)
-        uiComposition = uiPtr->property("dwmIsCompositionEnabled").toBool();
+    if (port->present())
+        uiComposition = port->dwmIsCompositionEnabled();
     const bool now = isDwmCompositionEnabled();
     qDebug() << "[AC]:"
              << "toggleSkinType"
              << "composition:" << now;
     if (now != uiComposition) {
-        callUi("qmlApplicationEngineInit");
-        callUi("setDwmIsCompositionEnabled", Q_ARG(bool, now));
-        callUi("loadMainUI");
+        port->qmlApplicationEngineInit();
+        port->setDwmIsCompositionEnabled(now);
+        port->loadMainUI();
     }
 }
 
@@ -468,8 +488,8 @@ void AppController::uploadFileDone(uint file_id)
 {
     qDebug() << "[AC]:"
              << "uploadFileDone" << file_id;
-    callUi("uploadedFileId", Q_ARG(uint, file_id));
-    callUi("updateGallery", Q_ARG(uint, file_id));
+    port->uploadedFileId(file_id);
+    port->updateGallery(file_id);
     emit playerFileUploaded(file_id);
     if (!skipPlayerOnUpload && apiCalls)
         apiCalls->invokeGetUploadUrl(file_id);
@@ -524,7 +544,7 @@ void AppController::quit()
         trayIcon = nullptr;
     }
     acceptClose = true;
-    QMetaObject::invokeMethod(QCoreApplication::instance(), "quit", Qt::QueuedConnection);
+    QMetaObject::invokeMethod(qApp, &QCoreApplication::quit, Qt::QueuedConnection);
 
     // A running session or a stuck slot must not keep the process alive.
     std::thread([] {
@@ -539,7 +559,7 @@ void AppController::slotAboutToQuit()
     qDebug() << "[AC]:"
              << "slotAboutToQuit";
     alevelMonStop();
-    callUi("closeCredentialsDialog");
+    port->closeCredentialsDialog();
 }
 
 void AppController::GotMsgFromAnotherInstance(const QString& msg)
@@ -547,7 +567,7 @@ void AppController::GotMsgFromAnotherInstance(const QString& msg)
     qDebug() << "[AC]: "
              << "got msg" << msg << "from another instance";
     if (msg == QLatin1String("Wake up!"))
-        callUi("showSettingsSignal");
+        port->showSettingsSignal();
 }
 
 // ---- power -----------------------------------------------------------------

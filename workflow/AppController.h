@@ -1,7 +1,8 @@
 #pragma once
 
 #include "ApiCallsHost.h"
-#include "Common.h"
+#include "CommonTypes.h"
+#include "InterfacePort.h"
 #include "Permission.h"
 #include "UploadHost.h"
 
@@ -10,10 +11,12 @@
 #include <QObject>
 #include <QPointer>
 #include <QRect>
-#include <QSharedPointer>
 #include <QStringList>
 #include <QTime>
 #include <QTimer>
+
+#include <functional>
+#include <memory>
 
 class ApiCalls;
 class ffmpegMux;
@@ -35,10 +38,9 @@ class QSystemTrayIcon;
 // drive background work, the recording session `coder` and the upload worker
 // `uploader`. It lives on the entry function's stack for the whole process.
 //
-// Objects that arrive with the interface (the QML-facing controller, the web
-// bridge, hot keys, device watchers) are held as plain QObject pointers and
-// reached by member name through the meta-object, so every step that involves
-// them is already in place and is skipped while they are absent.
+// The interface is reached through an InterfacePort that is never null: a
+// port that does nothing stands in while no interface is attached, so every
+// step that involves the interface is already in place and skipped until then.
 //
 // It is also the host of the uploader and of the web bridge: their calls
 // back into the controller are its own slots of the same names.
@@ -82,6 +84,26 @@ public:
     bool isAutoUploadActive();
     void readFromConfig();
 
+    // The interface: `port` is called from now on (not owned; null detaches).
+    void setInterfacePort(InterfacePort* port);
+    InterfacePort* interfacePort() const { return port; }
+    // Makes the interface controller where runTasks builds the interface; the
+    // controller owns what it returns. Without a factory no interface is made.
+    using InterfaceFactory = std::function<InterfacePort*(AppController*)>;
+    void setInterfaceFactory(InterfaceFactory factory);
+
+    // Read-only views of the state machine and the background work.
+    bool isRecording() const; // a session exists, from its start to its done report
+    bool isStarting() const { return is_starting; }
+    bool isStopping() const { return is_stopping; }
+    bool isPollingLevels() const { return levelsTimer.isActive(); }
+    bool isPowerOn() const { return powerOn; }
+    QRect selectedRect() const { return selRect; }
+    // The delay of the uploader's next run, -1 when none is scheduled.
+    int uploadTickDelay() const;
+    // A run that found automatic upload off or failed asks for another.
+    bool isUploadForced() const { return forceUpload; }
+
     QStringList getMicsModel() const { return adevs; }
     int getCurrentMic() const { return currentMic; }
     QString getKeySequence() const { return keySequence; }
@@ -106,8 +128,6 @@ public:
     QTimer* skinTimer = nullptr;
     QTimer* updateTimer = nullptr;
     QPointer<ApiCalls> apiCalls;
-    QSharedPointer<QObject> ui; // the QML-facing interface controller
-    QObject* uiPtr = nullptr;
     bool acceptClose = false;
     QHotkey* startStopHotkey = nullptr;
     QHotkey* secondaryHotkey = nullptr;
@@ -288,10 +308,9 @@ public:
 private:
     ISettingsReader* settings() const;
     ISettingsWriter* settingsWriter() const;
-    // Calls a member of the interface controller by name; false when there is none yet.
-    bool callUi(const char* member, QGenericArgument a0 = QGenericArgument(), QGenericArgument a1 = QGenericArgument(),
-                QGenericArgument a2 = QGenericArgument(), QGenericArgument a3 = QGenericArgument(),
-                QGenericArgument a4 = QGenericArgument(), QGenericArgument a5 = QGenericArgument());
+    InterfacePort* port; // never null
+    InterfaceFactory interfaceFactory;
+    std::unique_ptr<InterfacePort> ownedPort; // what interfaceFactory made
     void muteCameraIfLowRam(const char* logLine);
     void applyLevelPollRule();
     void setLevels(int mic, int sys);

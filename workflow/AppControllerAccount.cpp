@@ -55,7 +55,7 @@ void AppController::showAuthMessage(QString uri, QString title, bool clear_cooki
              << "showAuthMessage"
              << "uri:" << uri << "title:" << title << "clear_cookies:" << clear_cookies;
     if (!uri.isEmpty()) {
-        callUi("showCredentials", Q_ARG(QString, uri), Q_ARG(QString, title), Q_ARG(bool, clear_cookies));
+        port->showCredentials(uri, title, clear_cookies);
         return;
     }
     if (!settings()->readSettingBool("is_authenticated_user"))
@@ -78,7 +78,7 @@ void AppController::logOut()
         uploader->setUserCredentials(settings()->readSettingStr("login"), settings()->readSettingStr("password"),
                                      settings()->readSettingStr("salt"));
     userActualized = false;
-    callUi("setLoginState", Q_ARG(int, kLoginStateNoLogin));
+    port->setLoginState(kLoginStateNoLogin);
 }
 
 void AppController::refreshAccount()
@@ -134,7 +134,7 @@ void AppController::setUserInfo2(QMap<QString, QString>& map, QString serviceReq
         w->writeSetting("is_authenticated_user", false);
     }
     if (map.contains(QStringLiteral("message")))
-        callUi("setXmlMessage", Q_ARG(QString, map.value(QStringLiteral("message"))));
+        port->setXmlMessage(map.value(QStringLiteral("message")));
 
     if (result != QLatin1String("ERROR"))
         return;
@@ -149,7 +149,7 @@ void AppController::setTabIndex(int idx)
     qDebug() << "[AC]:"
              << "setTabIndex"
              << ":" << idx;
-    callUi("setLoginState", Q_ARG(int, idx));
+    port->setLoginState(idx);
     if (apiCalls)
         apiCalls->setTabIndex(idx);
 }

@@ -127,13 +127,13 @@ void AppController::updateCameraListAndCurrentCameraIndex()
              << "updateCameraListAndCurrentCameraIndex";
     QStringList cameras;
     DeviceLists::listInCameraDevices(cameras);
-    callUi("setWebcamsModel", Q_ARG(QStringList, cameras));
+    port->setWebcamsModel(cameras);
     if (cameras.isEmpty()) {
-        callUi("setCurrentWebcam", Q_ARG(int, -1));
+        port->setCurrentWebcam(-1);
         return;
     }
     const int stored = int(cameras.indexOf(settings()->readSettingStr("cameradev")));
-    callUi("setCurrentWebcam", Q_ARG(int, stored >= 0 ? stored : 0));
+    port->setCurrentWebcam(stored >= 0 ? stored : 0);
 }
 
 // ---- changes ------------------------------------------------------------------
@@ -161,14 +161,14 @@ void AppController::handleCamDeviceChange()
     m_lastCamCount = DeviceLists::listInCameraDevices(cameras);
     if (prevN >= 0 && m_lastCamCount == 0) {
         showPopup(Common::MsgWarning, "No Webcam detected");
-        callUi("setWebcamsModel", Q_ARG(QStringList, cameras));
-        callUi("setCurrentWebcam", Q_ARG(int, -1));
+        port->setWebcamsModel(cameras);
+        port->setCurrentWebcam(-1);
         return;
     }
-    callUi("setWebcamsModel", Q_ARG(QStringList, cameras));
+    port->setWebcamsModel(cameras);
     // The first camera after none is selected, unless the user chose one meanwhile.
-    if (prevN == 0 && m_lastCamCount > 0 && uiPtr && uiPtr->property("currentWebcam").toInt() < 0)
-        callUi("setCurrentWebcam", Q_ARG(int, 0));
+    if (prevN == 0 && m_lastCamCount > 0 && port->present() && port->currentWebcam() < 0)
+        port->setCurrentWebcam(0);
 }
 
 void AppController::handlePlaybackDeviceChange()
@@ -321,7 +321,7 @@ bool AppController::audioPermittedOrAsk()
 {
     if (checkAudioPermission())
         return true;
-    callUi("showAudioPermissionDialog");
+    port->showAudioPermissionDialog();
     return false;
 }
 
@@ -361,7 +361,7 @@ void AppController::toggleCamera()
     qDebug() << "[AC]:"
              << "toggleCamera";
     if (!checkVideoPermission()) {
-        callUi("showVideoPermissionDialog");
+        port->showVideoPermissionDialog();
         return;
     }
     const bool muted = settings()->readSettingBool("mute_camera");

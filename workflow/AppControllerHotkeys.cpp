@@ -97,8 +97,8 @@ void AppController::setEnabledEscShortKey(bool enabled)
     if (escHotkey)
         return;
     escHotkey = new QHotkey(QKeySequence(QKeySequence::Cancel), true);
-    if (uiPtr) {
-        connect(escHotkey, SIGNAL(activated()), uiPtr, SIGNAL(hideScreenDialogSignal()));
+    if (port->present()) {
+        connect(escHotkey, &QHotkey::activated, this, [this] { port->hideScreenDialogSignal(); });
     } else {
         // Without the interface nobody else closes the selection: Esc undoes
         // what opening it did, so Alt+S works again.

@@ -16,17 +16,6 @@
 #include <QVBoxLayout>
 
 namespace {
-// UIController::UpdateAppStatus, by value.
-enum UpdateAppStatus {
-    NoNewVersion = 0,
-    UpdateAborted2 = 2,
-    UpdateFailed = 3,
-    UpdateApp = 4,
-    Checking = 5,
-    Downloading = 6,
-    Installing = 7,
-    NewVersionAvaliable = 8,
-};
 constexpr int kStatusResetMs = 5000;
 } // namespace
 
@@ -57,36 +46,36 @@ void AppController::UpdateButtonLock(int lock)
 {
     qDebug() << "[AC]:"
              << "UpdateButtonLock" << lock;
-    int status = NoNewVersion;
+    InterfacePort::UpdateAppStatus status = InterfacePort::NoNewVersion;
     int enable = -1; // -1: unchanged
     bool reset = true;
     switch (lock) {
-    case -4: status = NoNewVersion; break;
+    case -4: status = InterfacePort::NoNewVersion; break;
     case -3:
-    case -2: status = UpdateAborted2; break;
-    case -1: status = UpdateFailed; break;
+    case -2: status = InterfacePort::UpdateAborted2; break;
+    case -1: status = InterfacePort::UpdateFailed; break;
     case 0:
-        status = UpdateApp;
+        status = InterfacePort::UpdateApp;
         enable = 1;
         reset = false;
         break;
     case 1:
-        status = Checking;
+        status = InterfacePort::Checking;
         enable = 0;
         reset = false;
         break;
     case 2:
-        status = Downloading;
+        status = InterfacePort::Downloading;
         enable = 0;
         reset = false;
         break;
     case 3:
-        status = Installing;
+        status = InterfacePort::Installing;
         enable = 0;
         reset = false;
         break;
     case 4:
-        status = NewVersionAvaliable;
+        status = InterfacePort::NewVersionAvaliable;
         enable = 1;
         break;
     default:
@@ -95,11 +84,11 @@ void AppController::UpdateButtonLock(int lock)
                  << "unknown code" << lock;
         return;
     }
-    callUi("setUpdateAppStatus", Q_ARG(int, status));
+    port->setUpdateAppStatus(status);
     if (enable >= 0)
-        callUi("setEnableUpdateApp", Q_ARG(bool, enable == 1));
+        port->setEnableUpdateApp(enable == 1);
     if (reset)
-        QTimer::singleShot(kStatusResetMs, this, [this]() { callUi("setUpdateAppStatus", Q_ARG(int, NoNewVersion)); });
+        QTimer::singleShot(kStatusResetMs, this, [this]() { port->setUpdateAppStatus(InterfacePort::NoNewVersion); });
 }
 
 void AppController::SendLogs()
@@ -123,18 +112,12 @@ void AppController::sendLogsFvUpdater()
 void AppController::uploadLogs()
 {
     qDebug() << "[AC]: packing archive with last 3 logs";
-    FvUpdater* updater = FvUpdater::sharedUpdater();
-    if (!updater)
+    if (!FvUpdater::sharedUpdater())
         return;
-    const QString userRand = uploader ? uploader->userRand : QString();
-    const QString userHash = uploader ? uploader->userSalt : QString();
-    bool started = false;
-    const bool called = QMetaObject::invokeMethod(
-        updater, "uploadLogFiles", Qt::DirectConnection, Q_RETURN_ARG(bool, started),
-        Q_ARG(QString, settings()->readSettingStr("login")), Q_ARG(QString, settings()->readSettingStr("password")),
-        Q_ARG(QString, settings()->readSettingStr("salt")), Q_ARG(QString, userRand), Q_ARG(QString, userHash));
+    // The updater of this build has no log upload: nothing is sent.
+    const bool started = false;
     qDebug() << "[AC]:"
-             << "log upload started:" << (called && started);
+             << "log upload started:" << started;
 }
 
 void AppController::logUploadFinished(QString fileDesc)

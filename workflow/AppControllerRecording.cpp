@@ -64,22 +64,21 @@ void AppController::showScreenDialogs(Common::RunState runState)
              << "showScreenDialogs" << runState;
     Permission::Pointer permission = Permission::create();
     if (!permission->checkScreenPermission()) {
-        callUi("showScreenPermissionDialog");
+        port->showScreenPermissionDialog();
         return;
     }
     if (runState == Common::VIDERECORDING && !permission->checkAudioPermission()) {
-        callUi("showAudioPermissionDialog");
+        port->showAudioPermissionDialog();
         return;
     }
-    callUi("hideFirstDialog");
-    callUi("setSelectedRectangle", Q_ARG(int, 0), Q_ARG(int, 0), Q_ARG(int, 0), Q_ARG(int, 0), Q_ARG(int, 0));
+    port->hideFirstDialog();
+    port->setSelectedRectangle(0, 0, 0, 0, 0);
     setEnabledEscShortKey(true);
     setEnabledAltSShortKey(false); // Alt+S must not re-enter while the selection is open
     const QList<QScreen*> screens = QGuiApplication::screens();
     for (int i = 0; i < screens.size(); ++i) {
         const QRect g = screens[i]->geometry();
-        callUi("showScreenDialog", Q_ARG(Common::RunState, runState), Q_ARG(int, i), Q_ARG(int, g.x()),
-               Q_ARG(int, g.y()), Q_ARG(int, g.width()), Q_ARG(int, g.height()));
+        port->showScreenDialog(runState, i, g.x(), g.y(), g.width(), g.height());
     }
 }
 
@@ -99,18 +98,17 @@ void AppController::showVideoRecordingDialog(int x, int y, int width, int height
         return;
     Permission::Pointer permission = Permission::create();
     if (!permission->checkScreenPermission()) {
-        callUi("showScreenPermissionDialog");
+        port->showScreenPermissionDialog();
         return;
     }
     if (!permission->checkAudioPermission()) {
-        callUi("showAudioPermissionDialog");
+        port->showAudioPermissionDialog();
         return;
     }
     muteCameraIfLowRam("[AC]: showVideoRecordingDialog -> Low RAM, webcam muted before dialog");
-    callUi("setRecTime", Q_ARG(QString, QStringLiteral("00:00")));
+    port->setRecTime(QStringLiteral("00:00"));
     setVideoState(Common::Busy);
-    if (!callUi("showVideoRecordingDialogSignal", Q_ARG(int, x), Q_ARG(int, y), Q_ARG(int, width), Q_ARG(int, height),
-                Q_ARG(int, screenIndex))) {
+    if (!port->showVideoRecordingDialogSignal(x, y, width, height, screenIndex)) {
         // Without the recording dialog the caller starts the recording itself
         // with toggleRecordingSkin, on this rectangle.
         rectangleSelectSkin(QRect(x, y, width, height));
@@ -120,8 +118,7 @@ void AppController::showVideoRecordingDialog(int x, int y, int width, int height
 void AppController::setSelectedRectangle(const QRect& rect)
 {
     rectangleSelectSkin(rect);
-    callUi("setSelectedRectangle", Q_ARG(int, rect.x()), Q_ARG(int, rect.y()), Q_ARG(int, rect.width()),
-           Q_ARG(int, rect.height()), Q_ARG(int, 0));
+    port->setSelectedRectangle(rect.x(), rect.y(), rect.width(), rect.height(), 0);
 }
 
 void AppController::rectangleSelectSkin(QRect rect)
@@ -173,11 +170,8 @@ void AppController::toggleRecordingSkin(bool is_select)
         } else {
             alevelMonStop();
             is_starting = true;
-            QRect chosen;
-            if (is_select && !hotkeyRole && uiPtr
-                && QMetaObject::invokeMethod(uiPtr, "selectedRectangle", Qt::DirectConnection,
-                                             Q_RETURN_ARG(QRect, chosen))) {
-                rectangleSelectSkin(chosen);
+            if (is_select && !hotkeyRole && port->present()) {
+                rectangleSelectSkin(port->selectedRectangle());
                 qDebug() << "[AC]: select area shown...";
             }
             if (selRect.width() >= kMinRecordWidth && selRect.height() >= kMinRecordHeight) {
@@ -340,8 +334,8 @@ void AppController::handleRecordingStarted(int s)
 {
     qDebug().nospace() << "[AC]: handleRecordingStarted(" << s << "): 100% started!!!";
     updateTimer->stop();
-    callUi("setRecTime", Q_ARG(QString, QStringLiteral("00:00")));
-    callUi("setShortRecTime", Q_ARG(QString, QStringLiteral("00:00")));
+    port->setRecTime(QStringLiteral("00:00"));
+    port->setShortRecTime(QStringLiteral("00:00"));
     setVideoState(Common::Recording);
     is_stopping = false;
     is_starting = false;
@@ -353,7 +347,7 @@ void AppController::handleRecordDone(int s)
              << "handleRecordDone" << s;
     uploader->isRecording = false;
     setVideoState(Common::Idle);
-    callUi("clearMaskRecordingRectangle");
+    port->clearMaskRecordingRectangle();
     lastFileId = coder->fileId;
     is_stopping = false;
     is_starting = false;
@@ -417,7 +411,7 @@ void AppController::handleUpdateLevelDuration(qlonglong d, double rms)
     if (now < nextLevelUpdate)
         return;
     nextLevelUpdate = now.addMSecs(kLevelPaceMs);
-    callUi("updateVolumeTiming", Q_ARG(qlonglong, d), Q_ARG(double, rmsToVolume(rms)));
+    port->updateVolumeTiming(d, rmsToVolume(rms));
 }
 
 // ---- state and levels -------------------------------------------------------

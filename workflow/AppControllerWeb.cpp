@@ -21,20 +21,20 @@ void AppController::shareLinkArrived(uint file_id, QString url)
 
 void AppController::closeCredentials()
 {
-    callUi("closeCredentials");
+    port->closeCredentials();
 }
 
 void AppController::emitUpdateGallery(uint file_id)
 {
-    callUi("updateGallery", Q_ARG(uint, file_id));
+    port->updateGallery(file_id);
 }
 
 void AppController::emitUpdateUserState(ulong user_state)
 {
-    callUi("updateUserState", Q_ARG(ulong, user_state));
+    port->updateUserState(user_state);
 }
 
 void AppController::emitUpdateGalleryGotShareURL(QString link, uint file_id)
 {
-    callUi("updateGalleryGotShareURL", Q_ARG(QString, link), Q_ARG(uint, file_id));
+    port->updateGalleryGotShareURL(link, file_id);
 }

@@ -112,15 +112,15 @@ bool QHotkeyPrivate::removeShortcutInvoked(QHotkey* hotkey)
 
 void QHotkeyPrivate::activateShortcut(QHotkey::NativeShortcut shortcut)
 {
-    emitToHotkeys(shortcut, "activated");
+    emitToHotkeys(shortcut, &QHotkey::activated);
 }
 
 void QHotkeyPrivate::releaseShortcut(QHotkey::NativeShortcut shortcut)
 {
-    emitToHotkeys(shortcut, "released");
+    emitToHotkeys(shortcut, &QHotkey::released);
 }
 
-void QHotkeyPrivate::emitToHotkeys(QHotkey::NativeShortcut shortcut, const char* signal)
+void QHotkeyPrivate::emitToHotkeys(QHotkey::NativeShortcut shortcut, void (QHotkey::*signal)())
 {
     const QList<QHotkey*> hotkeys = shortcuts.values(shortcut);
     for (QHotkey* hotkey : hotkeys)

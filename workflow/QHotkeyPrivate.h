@@ -61,7 +61,7 @@ protected:
     bool hasShortcut(QHotkey::NativeShortcut shortcut) const { return shortcuts.contains(shortcut); }
 
 private:
-    void emitToHotkeys(QHotkey::NativeShortcut shortcut, const char* signal);
+    void emitToHotkeys(QHotkey::NativeShortcut shortcut, void (QHotkey::*signal)());
 
     QHash<QPair<int, int>, QHotkey::NativeShortcut> mapping;
     QMultiHash<QHotkey::NativeShortcut, QHotkey*> shortcuts;

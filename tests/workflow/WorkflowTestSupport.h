@@ -1,9 +1,11 @@
 #pragma once
 
 // Shared pieces of the controller tests: the program's identity and settings
-// in the isolated home, its database opened as start-up opens it, and the
-// outside tools (sqlite3, ffprobe) that check what the controller produced.
+// in the isolated home, its database opened as start-up opens it, a
+// controller started as start-up starts it, and the outside tools (sqlite3,
+// ffprobe) that check what the controller produced.
 
+#include "AppController.h"
 #include "MediaDatabase.h"
 #include "SettingsManager.h"
 #include "TestTools.h"
@@ -19,6 +21,15 @@ inline bool openProgramDatabase()
     QCoreApplication::setOrganizationName("Halvenmoor");
     QCoreApplication::setApplicationName("orlune");
     return openDatabase(SettingsManager::instance()->readSettingStr("settings_path"));
+}
+
+// A controller after runTasks, talking to `port` (none: no interface).
+inline AppController* startController(InterfacePort* port = nullptr)
+{
+    auto* controller = new AppController();
+    controller->setInterfacePort(port);
+    controller->runTasks();
+    return controller;
 }
 
 inline QString databaseFile()

@@ -1,15 +1,23 @@
-// The capture controller without a recording: the start refusals and the
-// baton, the level poll rule, the tick and the uploader's re-arming, power
-// events and display names made unique against a real database.
-#include "AppController.h"
+// The capture controller without a recording: what it tells the interface,
+// the start refusals and the baton, the level poll rule, the uploader's
+// cadence, power events, the account session (the service's answers, signing
+// out, the web bridge's state) and display names made unique in a real database.
+#include "ApiCalls.h"
+#include "RecordingPort.h"
 #include "UploadQueue.h"
 #include "WorkflowTestSupport.h"
 #include "ffmpegMux.h"
 
 #include <QApplication>
+#include <QScreen>
 #include <QSignalSpy>
 #include <QSqlDatabase>
 #include <QtTest>
+
+#include <functional>
+
+using Action = std::function<void()>;
+Q_DECLARE_METATYPE(Action)
 
 class TestAppController : public QObject
 {
@@ -19,33 +27,49 @@ private slots:
     void initTestCase();
     void cleanupTestCase();
     void init();
-    void runTasksWiresSessionAndUploader();
-    void refusesRectangleBelow16x8_data();
-    void refusesRectangleBelow16x8();
-    void noRectangleWithoutSelection();
+    void startTellsTheInterface();
+    void updateStatusIsResetAfter5s();
+    void interfaceCalls_data();
+    void interfaceCalls();
+    void videoDialogWithAndWithoutInterface();
+    void refusedStarts_data();
+    void refusedStarts();
     void stopRequestsWhileSessionExists();
     void hotKeyRefusedWhileBusy();
     void levelPollRule();
     void tickSmoothsSessionCpuLoad();
-    void tickRearmsThroughUploader();
-    void tickDuringRunDoesNotRearm();
-    void uploadFinishedDelays();
-    void activateUploader();
+    void uploaderCadence_data();
+    void uploaderCadence();
     void suspendAndResume();
-    void messageFromAnotherInstanceIsLogged();
+    void getUserAnswers_data();
+    void getUserAnswers();
+    void refusalsThatSignOut_data();
+    void refusalsThatSignOut();
+    void webBridgeAndSignOut();
     void uniqueDisplayNames();
 
 private:
+    RecordingPort port;
     AppController* controller = nullptr;
+    // Stored credentials of a user whose account is not confirmed yet.
+    void signIn();
+    bool firstStart = false;
+    QStringList startCalls; // what runTasks told the interface
+    int startTick = 0;
 };
 
 void TestAppController::initTestCase()
 {
     QVERIFY(openProgramDatabase());
-    controller = new AppController();
-    controller->runTasks();
+    firstStart = SettingsManager::instance()->readSettingBool("is_first_start");
+    controller = startController(&port);
+    QTest::qWait(300); // the machine's fitness for 4K is judged 100 ms later
+    startCalls = port.calls;
+    startTick = controller->uploadTickDelay();
     QVERIFY(controller->coder);
-    QVERIFY(controller->uploader);
+    QCOMPARE(controller->uploader, UploadQueue::instance());
+    QCOMPARE(controller->uploader->parent(), controller);
+    QCOMPARE(controller->uploader->files_path, SettingsManager::instance()->readSettingStr("files_path"));
 }
 
 void TestAppController::cleanupTestCase()
@@ -60,54 +84,142 @@ void TestAppController::init()
     controller->is_starting = controller->is_stopping = false;
     controller->uploader->isRecording = false;
     controller->uploader->is_running = 0;
+    controller->forceUpload = false;
     controller->selRect = QRect();
     controller->setVideoState(Common::Idle);
+    port.attached = false;
+    port.calls.clear();
+    controller->tickTimer->stop(); // no service here: the uploader runs only when a test says so
 }
 
-void TestAppController::runTasksWiresSessionAndUploader()
+void TestAppController::signIn()
 {
-    QCOMPARE(controller->uploader, UploadQueue::instance());
-    QCOMPARE(controller->uploader->parent(), controller);
-    QCOMPARE(controller->uploader->files_path, SettingsManager::instance()->readSettingStr("files_path"));
-    QVERIFY(controller->tickTimer->isSingleShot());
-    QCOMPARE(controller->alevelTimer->interval(), 2000);
-    QCOMPARE(controller->levelsTimer.interval(), 50);
-    QVERIFY(!controller->levelsTimer.isActive());
-    QCOMPARE(controller->updateTimer->interval(), 10800000);
-    QVERIFY(!SettingsManager::instance()->readSettingBool("is_first_start"));
+    SettingsManager* settings = SettingsManager::instance();
+    settings->writeSetting("login", QStringLiteral("alice"));
+    settings->writeSetting("password", QStringLiteral("token-1"));
+    settings->writeSetting("salt", QStringLiteral("salt-1"));
+    for (const char* key : {"is_authenticated_user", "auto_upload", "mouse_highlight",
+                            "instant_share_disabled_manually", "mouse_highlight_disabled_manually"})
+        settings->writeSetting(key, false);
+    controller->uploader->setUserCredentials("alice", "token-1", "salt-1");
 }
 
-void TestAppController::refusesRectangleBelow16x8_data()
+void TestAppController::startTellsTheInterface()
+{
+    QCOMPARE(startCalls.mid(0, 4), (QStringList{"setLoginState(2)", "setEnableUpdateApp(false)",
+                                                "setDwmIsCompositionEnabled(false)", "loadMainUI()"}));
+    QCOMPARE(startCalls.count("showFirstDialogSignal()"), firstStart ? 1 : 0);
+    QVERIFY(!SettingsManager::instance()->readSettingBool("is_first_start"));
+    // This machine has no camera.
+    QVERIFY(startCalls.indexOf("setWebcamsModel()") >= 0);
+    QCOMPARE(startCalls.indexOf("setCurrentWebcam(-1)"), startCalls.indexOf("setWebcamsModel()") + 1);
+    QVERIFY(startCalls.contains("setQuality4KVisible(false)")); // the test display is smaller than 4K
+    QCOMPARE(startTick, 1000);
+    QVERIFY(!controller->isPollingLevels());
+}
+
+void TestAppController::interfaceCalls_data()
+{
+    QTest::addColumn<Action>("action");
+    QTest::addColumn<QStringList>("calls");
+    AppController* c = controller;
+    QTest::newRow("another instance wakes")
+        << Action([c] { c->GotMsgFromAnotherInstance("Wake up!"); }) << QStringList{"showSettingsSignal()"};
+    QTest::newRow("another message") << Action([c] { c->GotMsgFromAnotherInstance("Hello"); }) << QStringList{};
+    QTest::newRow("upload done") << Action([c] {
+        c->setSkipPlayerOnUpload(true);
+        c->uploadFileDone(7);
+    }) << QStringList{"uploadedFileId(7)", "updateGallery(7)"};
+    QTest::newRow("session started") << Action([c] { c->handleRecordingStarted(1); })
+                                     << QStringList{"setRecTime(00:00)", "setShortRecTime(00:00)"};
+    QTest::newRow("session done") << Action([c] { c->handleRecordDone(0); })
+                                  << QStringList{"clearMaskRecordingRectangle()"};
+    QTest::newRow("no camera any more") << Action([c] { c->handleCamDeviceChange(); })
+                                        << QStringList{"setWebcamsModel()", "setCurrentWebcam(-1)"};
+    const auto status = [](InterfacePort::UpdateAppStatus s) { return QString("setUpdateAppStatus(%1)").arg(s); };
+    const QList<std::tuple<int, InterfacePort::UpdateAppStatus, QString>> locks{
+        {-4, InterfacePort::NoNewVersion, ""},          {-3, InterfacePort::UpdateAborted2, ""},
+        {-2, InterfacePort::UpdateAborted2, ""},        {-1, InterfacePort::UpdateFailed, ""},
+        {0, InterfacePort::UpdateApp, "true"},          {1, InterfacePort::Checking, "false"},
+        {2, InterfacePort::Downloading, "false"},       {3, InterfacePort::Installing, "false"},
+        {4, InterfacePort::NewVersionAvaliable, "true"}};
+    for (const auto& [lock, s, enable] : locks) {
+        QStringList calls{status(s)};
+        if (!enable.isEmpty())
+            calls << "setEnableUpdateApp(" + enable + ")";
+        QTest::addRow("update lock %d", lock) << Action([c, lock = lock] { c->UpdateButtonLock(lock); }) << calls;
+    }
+    QTest::newRow("unknown update lock") << Action([c] { c->UpdateButtonLock(9); }) << QStringList{};
+}
+
+void TestAppController::interfaceCalls()
+{
+    QFETCH(Action, action);
+    QFETCH(QStringList, calls);
+    action();
+    QCOMPARE(port.calls, calls);
+}
+
+void TestAppController::updateStatusIsResetAfter5s()
+{
+    controller->UpdateButtonLock(-1);
+    QTest::qWait(4000);
+    QCOMPARE(port.calls, QStringList{"setUpdateAppStatus(3)"});
+    QTRY_COMPARE_WITH_TIMEOUT(port.calls, (QStringList{"setUpdateAppStatus(3)", "setUpdateAppStatus(0)"}), 3000);
+}
+
+void TestAppController::videoDialogWithAndWithoutInterface()
+{
+    const QStringList calls{"setRecTime(00:00)", "showVideoRecordingDialogSignal(1, 2, 300, 200, 0)"};
+    controller->showVideoRecordingDialog(1, 2, 300, 200, 0);
+    QCOMPARE(port.calls, calls);
+    QCOMPARE(controller->getVideoState(), Common::Busy);
+    QCOMPARE(controller->selectedRect(), QRect(1, 2, 300, 200)); // without an interface: taken as given
+    controller->showVideoRecordingDialog(5, 6, 300, 200, 0);     // not idle: ignored
+    QCOMPARE(port.calls, calls);
+
+    init();
+    port.attached = true;
+    controller->showVideoRecordingDialog(1, 2, 300, 200, 0);
+    QCOMPARE(port.calls, calls);
+    QCOMPARE(controller->selectedRect(), QRect()); // the interface's dialog has it
+}
+
+void TestAppController::refusedStarts_data()
 {
     QTest::addColumn<QRect>("rect");
-    QTest::newRow("15 wide") << QRect(10, 10, 15, 100);
-    QTest::newRow("7 high") << QRect(10, 10, 100, 7);
+    QTest::addColumn<bool>("select");
+    QTest::addColumn<bool>("attached");
+    QTest::newRow("15 wide") << QRect(10, 10, 15, 100) << true << false;
+    QTest::newRow("7 high") << QRect(10, 10, 100, 7) << true << false;
+    QTest::newRow("no selection") << QRect() << false << false;
+    // With an interface its own selection counts, not the one set before.
+    QTest::newRow("interface's selection") << QRect(0, 0, 640, 360) << true << true;
 }
 
-void TestAppController::refusesRectangleBelow16x8()
+void TestAppController::refusedStarts()
 {
     QFETCH(QRect, rect);
+    QFETCH(bool, select);
+    QFETCH(bool, attached);
     controller->setSelectedRectangle(rect);
+    QCOMPARE(port.calls, QStringList{QString("setSelectedRectangle(%1, %2, %3, %4, 0)")
+                                         .arg(rect.x())
+                                         .arg(rect.y())
+                                         .arg(rect.width())
+                                         .arg(rect.height())});
+    port.attached = attached;
+    port.chosen = QRect(10, 10, 15, 8);
     QTest::ignoreMessage(QtDebugMsg, "[AC]: select area not choosen...");
-    controller->toggleRecordingSkin();
+    controller->toggleRecordingSkin(select);
 
-    QVERIFY(!controller->is_starting);
-    QVERIFY(!controller->uploader->isRecording);
+    QVERIFY(!controller->isStarting());
+    QVERIFY(!controller->isRecording());
     QVERIFY2(controller->recordingMutex.tryLock(), "the baton must be free after a refused start");
     controller->recordingMutex.unlock();
-    // No start was scheduled.
-    QTest::qWait(400);
-    QCOMPARE(controller->videoState, Common::Idle);
+    QTest::qWait(400); // no start was scheduled
+    QCOMPARE(controller->getVideoState(), Common::Idle);
     QVERIFY(!controller->coder->isRunning());
-}
-
-void TestAppController::noRectangleWithoutSelection()
-{
-    // The smallest accepted size is 16 x 8, but an empty selection never starts.
-    QTest::ignoreMessage(QtDebugMsg, "[AC]: select area not choosen...");
-    controller->toggleRecordingSkin(false);
-    QVERIFY(controller->recordingMutex.tryLock());
-    controller->recordingMutex.unlock();
 }
 
 void TestAppController::stopRequestsWhileSessionExists()
@@ -123,7 +235,7 @@ void TestAppController::stopRequestsWhileSessionExists()
     controller->is_starting = true;
     QTest::ignoreMessage(QtDebugMsg, "[AC]: recording is starting, error!!!");
     controller->toggleRecordingSkin();
-    QVERIFY(!controller->is_stopping);
+    QVERIFY(!controller->isStopping());
 
     controller->is_starting = false;
     controller->is_stopping = true;
@@ -137,12 +249,12 @@ void TestAppController::hotKeyRefusedWhileBusy()
     controller->is_starting = true;
     QTest::ignoreMessage(QtDebugMsg, "[AC]: captureScreenSkins  App is Busy with starting/stopping of recording");
     controller->captureScreenSkins();
-
     controller->is_starting = false;
     controller->editingActive = true;
     QTest::ignoreMessage(QtDebugMsg, "[AC]: captureScreenSkins editing is active");
     controller->captureScreenSkins();
     controller->editingActive = false;
+    QCOMPARE(port.calls, QStringList{}); // no selection was opened
 }
 
 void TestAppController::levelPollRule()
@@ -151,132 +263,214 @@ void TestAppController::levelPollRule()
     settings->setMuteAudio(true);
     settings->setSystemSounds(false);
     controller->setVideoState(Common::Recording);
-    QVERIFY2(!controller->levelsTimer.isActive(), "nothing to measure");
+    QVERIFY2(!controller->isPollingLevels(), "nothing to measure");
 
     settings->setMuteAudio(false);
     controller->setVideoState(Common::Recording);
-    QVERIFY(controller->levelsTimer.isActive());
+    QVERIFY(controller->isPollingLevels());
 
     // The poll reads the session's workers; their idle level is silence.
     controller->micLevel = 42;
     QSignalSpy micSpy(controller, &AppController::micLevelChanged);
     controller->levelsPollTick();
-    QCOMPARE(controller->micLevel, 0);
-    QCOMPARE(micSpy.count(), 1);
+    QCOMPARE(controller->getMicLevel(), 0);
     controller->levelsPollTick();
     QCOMPARE(micSpy.count(), 1); // no signal without a change
 
     controller->sysLevel = 17;
     controller->setVideoState(Common::Idle);
-    QVERIFY(!controller->levelsTimer.isActive());
-    QCOMPARE(controller->sysLevel, 0);
+    QVERIFY(!controller->isPollingLevels());
+    QCOMPARE(controller->getSysLevel(), 0);
 }
 
 void TestAppController::tickSmoothsSessionCpuLoad()
 {
     ffmpegMux* coder = controller->coder;
     coder->running = 1;
-    coder->cpuLoad = 0;
-    controller->tick();
-    const int first = coder->cpuLoad;
-    QVERIFY2(first >= 0 && first <= 100, qPrintable(QString::number(first)));
-
     coder->cpuLoad = 40;
     controller->tick();
     // (cpu + 3 * 40) / 4 for any sample between 0 and 100.
     QVERIFY2(coder->cpuLoad >= 30 && coder->cpuLoad <= 55, qPrintable(QString::number(coder->cpuLoad)));
-
     coder->running = 0;
     controller->tick();
     QCOMPARE(coder->cpuLoad, 0); // no session, no load
     QTest::qWait(50);            // let the queued run reports pass
 }
 
-void TestAppController::tickRearmsThroughUploader()
+void TestAppController::uploaderCadence_data()
 {
-    // Nobody is signed in: the run ends at once with "nothing more for now",
-    // and its report re-arms the tick at the slow rate.
-    controller->tickTimer->stop();
-    QSignalSpy finished(controller->uploader, &UploadQueue::uploadFinished);
-    controller->tick();
-    QCOMPARE(finished.count(), 1);
-    QCOMPARE(finished.takeFirst().at(0).toInt(), 0);
-    QVERIFY(!controller->uploader->is_running);
-    QVERIFY(controller->tickTimer->isActive());
-    QCOMPARE(controller->tickTimer->interval(), 5000);
+    QTest::addColumn<Action>("action");
+    QTest::addColumn<int>("delay"); // of the next run; -1 none
+    QTest::addColumn<bool>("forced");
+    AppController* c = controller;
+    // Nobody is signed in: the run ends at once with "nothing more for now".
+    QTest::newRow("tick") << Action([c] { c->tick(); }) << 5000 << false;
+    QTest::newRow("tick during a run") << Action([c] {
+        c->uploader->is_running = 1;
+        QTest::ignoreMessage(QtDebugMsg, "UploadQueue() still running...");
+        c->tick();
+    }) << -1 << false;
+    QTest::newRow("finished 128") << Action([c] { c->uploadFinished(128); }) << 500 << false;
+    QTest::newRow("finished 127, a retry") << Action([c] { c->uploadFinished(127); }) << 5000 << true;
+    QTest::newRow("finished 0") << Action([c] { c->uploadFinished(0); }) << 5000 << false;
+    QTest::newRow("activate during a run") << Action([c] {
+        c->uploader->is_running = 1;
+        QTest::ignoreMessage(QtDebugMsg, "[AC]: activateUploader  - is already active.");
+        QVERIFY(!c->activateUploader());
+    }) << -1 << true;
+    // Automatic upload is off without an account, so the run is forced.
+    QTest::newRow("activate") << Action([c] { QVERIFY(c->activateUploader()); }) << 100 << true;
 }
 
-void TestAppController::tickDuringRunDoesNotRearm()
+void TestAppController::uploaderCadence()
 {
+    QFETCH(Action, action);
+    QFETCH(int, delay);
+    QFETCH(bool, forced);
     controller->tickTimer->stop();
-    controller->uploader->is_running = 1;
-    QTest::ignoreMessage(QtDebugMsg, "UploadQueue() still running...");
-    controller->tick();
-    QVERIFY(!controller->tickTimer->isActive());
-}
-
-void TestAppController::uploadFinishedDelays()
-{
-    controller->uploadFinished(128);
-    QCOMPARE(controller->tickTimer->interval(), 500);
-    QVERIFY(!controller->forceUpload);
-
-    controller->uploadFinished(127);
-    QCOMPARE(controller->tickTimer->interval(), 5000);
-    QVERIFY2(controller->forceUpload, "a failed run marks a retry");
-
-    controller->uploadFinished(0);
-    QVERIFY(!controller->forceUpload);
-    QCOMPARE(controller->tickTimer->interval(), 5000);
-    QVERIFY(controller->tickTimer->isActive());
-}
-
-void TestAppController::activateUploader()
-{
-    controller->uploader->is_running = 1;
-    controller->tickTimer->stop();
-    QTest::ignoreMessage(QtDebugMsg, "[AC]: activateUploader  - is already active.");
-    QVERIFY(!controller->activateUploader());
-    QVERIFY(!controller->tickTimer->isActive());
-
-    controller->uploader->is_running = 0;
-    QVERIFY(controller->activateUploader());
-    QCOMPARE(controller->tickTimer->interval(), 100);
-    QVERIFY(controller->forceUpload); // automatic upload is off without an account
+    action();
+    QCOMPARE(controller->uploadTickDelay(), delay);
+    QCOMPARE(controller->isUploadForced(), forced);
 }
 
 void TestAppController::suspendAndResume()
 {
-    controller->tickTimer->start(5000);
+    controller->uploadFinished(0);
     controller->suspendPower();
-    QVERIFY(!controller->powerOn);
-    QVERIFY(!controller->tickTimer->isActive());
-
+    QVERIFY(!controller->isPowerOn());
+    QCOMPARE(controller->uploadTickDelay(), -1);
     controller->suspendPower(); // a second event is a no-op
-    QVERIFY(!controller->powerOn);
+    QVERIFY(!controller->isPowerOn());
 
     controller->resumePower();
-    QVERIFY(controller->powerOn);
-    QVERIFY(controller->tickTimer->isActive());
-    QCOMPARE(controller->tickTimer->interval(), 5000);
-    QCOMPARE(controller->alevelTimer->interval(), 500);
+    QVERIFY(controller->isPowerOn());
+    QCOMPARE(controller->uploadTickDelay(), 5000);
 }
 
-void TestAppController::messageFromAnotherInstanceIsLogged()
+void TestAppController::getUserAnswers_data()
 {
-    QTest::ignoreMessage(QtDebugMsg, "[AC]:  got msg \"Wake up!\" from another instance");
-    controller->GotMsgFromAnotherInstance("Wake up!");
+    QTest::addColumn<QString>("result");
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<bool>("manual"); // the user switched sharing and highlighting off
+    QTest::addColumn<bool>("signedIn");
+    QTest::addColumn<bool>("switchedOn");
+    QTest::newRow("same name") << "OK"
+                               << "alice" << false << true << true;
+    QTest::newRow("new name") << "OK"
+                              << "alice2" << false << true << true;
+    QTest::newRow("manual choices stay") << "OK"
+                                         << "alice" << true << true << false;
+    QTest::newRow("refused") << "FAIL"
+                             << "" << false << false << false;
+}
+
+void TestAppController::getUserAnswers()
+{
+    QFETCH(QString, result);
+    QFETCH(QString, name);
+    QFETCH(bool, manual);
+    QFETCH(bool, signedIn);
+    QFETCH(bool, switchedOn);
+    signIn();
+    SettingsManager* settings = SettingsManager::instance();
+    settings->writeSetting("instant_share_disabled_manually", manual);
+    settings->writeSetting("mouse_highlight_disabled_manually", manual);
+    const QString rand = controller->uploader->userRand;
+    QMap<QString, QString> answer{{"result", result}, {"message", "<b/>"}};
+    if (!name.isEmpty())
+        answer.insert("name", name);
+    controller->setUserInfo2(answer, "get_user");
+    QCOMPARE(settings->readSettingBool("is_authenticated_user"), signedIn);
+    QCOMPARE(settings->readSettingBool("auto_upload"), switchedOn);
+    QCOMPARE(settings->readSettingBool("mouse_highlight"), switchedOn);
+    // Only a new name is stored and handed on, with the stored token and salt.
+    QCOMPARE(settings->readSettingStr("login"), name.isEmpty() ? "alice" : name);
+    QCOMPARE(controller->uploader->userRand != rand, name == "alice2");
+    QCOMPARE(controller->uploader->userHash, QStringLiteral("token-1"));
+    QCOMPARE(port.calls.filter("setXmlMessage"), QStringList{"setXmlMessage(<b/>)"});
+}
+
+void TestAppController::refusalsThatSignOut_data()
+{
+    QTest::addColumn<QString>("message");
+    QTest::addColumn<QString>("status");
+    QTest::addColumn<bool>("signedOut");
+    QTest::newRow("invalid token") << "INVALID TOKEN!"
+                                   << "" << true;
+    QTest::newRow("invalid token, any case") << "Invalid Token!"
+                                             << "" << true;
+    QTest::newRow("account deleted") << ""
+                                     << "deleted" << true;
+    QTest::newRow("not authorized") << "NOT AUTHORIZED!"
+                                    << "" << false;
+    QTest::newRow("other error") << "Server is busy"
+                                 << "" << false;
+}
+
+void TestAppController::refusalsThatSignOut()
+{
+    QFETCH(QString, message);
+    QFETCH(QString, status);
+    QFETCH(bool, signedOut);
+    QMap<QString, QString> error{{"result", "ERROR"}, {"message", message}, {"status", status}};
+    signIn();
+    SettingsManager* settings = SettingsManager::instance();
+    for (const char* key :
+         {"is_authenticated_user", "auto_upload", "mouse_highlight", "instant_share_disabled_manually"})
+        settings->writeSetting(key, true);
+    settings->writeSetting("recording_quality", 2);
+    controller->setUserInfo2(error, "get_upload_url");
+    QCOMPARE(settings->readSettingStr("password").isEmpty(), signedOut);
+    QCOMPARE(controller->uploader->userHash.isEmpty(), signedOut);
+    QCOMPARE(port.calls.contains("setLoginState(1)"), signedOut);
+    if (!signedOut)
+        return;
+    for (const char* key : {"login", "password", "salt"})
+        QVERIFY2(settings->readSettingStr(key).isEmpty(), key);
+    for (const char* key : {"is_authenticated_user", "auto_upload", "mouse_highlight",
+                            "instant_share_disabled_manually", "mouse_highlight_disabled_manually"})
+        QVERIFY2(!settings->readSettingBool(key), key);
+    QCOMPARE(settings->readSettingInt("recording_quality"), 0);
+    QVERIFY(settings->readSettingBool("isVideoQualityNeverSet"));
+    QVERIFY(!controller->isAutoUploadActive());
+}
+
+void TestAppController::webBridgeAndSignOut()
+{
+    ApiCalls* api = controller->apiCalls;
+    signIn();
+    controller->setTabIndex(0);
+    QCOMPARE(api->invokeSignedInState(), 1);
+    SettingsManager::instance()->writeSetting("is_authenticated_user", true);
+    QCOMPARE(api->invokeSignedInState(), 3);
+    controller->setTabIndex(2);
+    QCOMPARE(api->invokeSignedInState(), 67);
+    controller->setTabIndex(1);
+    QCOMPARE(api->invokeSignedInState(), 0);
+    controller->setTabIndex(0);
+    QVERIFY(port.calls.contains("setLoginState(2)"));
+
+    // New credentials from the sign-in page reach the settings and, through
+    // reloadUploader, the uploader, which is run at once.
+    api->invokeApplyNewCredentials("bob", "token-2", "salt-2");
+    QCOMPARE(SettingsManager::instance()->readSettingStr("login"), QStringLiteral("bob"));
+    QCOMPARE(SettingsManager::instance()->readSettingStr("salt"), QStringLiteral("salt-2"));
+    QCOMPARE(controller->uploader->userHash, QStringLiteral("token-2"));
+    QCOMPARE(controller->uploadTickDelay(), 100);
+    controller->tickTimer->stop();
+    // Signed out, the share button asks for an account instead of uploading.
+    controller->logOut();
+    QCOMPARE(api->invokeSignedInState(), 0);
+    QCOMPARE(port.calls.last(), QString("setLoginState(1)"));
 }
 
 void TestAppController::uniqueDisplayNames()
 {
     auto insert = [](uint id, const QString& title) {
-        QString quoted = title;
-        quoted.replace('\'', "''");
-        sqliteRows(QString("INSERT INTO files (file_name, file_id, file_pseudoname) VALUES ('%1.mp4', %2, '%3');")
+        const QString quoted = QString(title).replace('\'', "''");
+        sqliteRows(QString("INSERT INTO files (file_name, file_id, file_pseudoname) VALUES ('%1.mp4', %2, '%1');")
                        .arg(quoted)
-                       .arg(id)
-                       .arg(quoted));
+                       .arg(id));
     };
     QCOMPARE(controller->rewriteNameLineIfNeeded("Clip"), QString("Clip"));
     insert(101, "Clip");

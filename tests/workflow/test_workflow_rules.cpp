@@ -1,8 +1,12 @@
 // The controller's pure rules: level meters, the processor load smoothing,
-// the memory share, the recording name template and the X display name.
+// the memory share, the recording name template, the X display name, the
+// encoder picked for "auto" and the enumerations QML reads.
 #include "AppController.h"
+#include "AutoCodecChoice.h"
 #include "CaptureInputs.h"
 #include "CommonRegistration.h"
+#include "PrivateServers.h"
+#include "ffmpegVCodecTest.h"
 
 #include <QMetaEnum>
 #include <QtQml>
@@ -23,7 +27,9 @@ private slots:
     void templateExpandsToDayMonthYearTime();
     void x11DisplayName();
     void videoInputOverride();
-    void commonEnumerationsInQml();
+    void autoCodecChoice_data();
+    void autoCodecChoice();
+    void enumerationsForQml();
 };
 
 void TestWorkflowRules::rmsToLevel_data()
@@ -118,7 +124,45 @@ void TestWorkflowRules::videoInputOverride()
     QVERIFY(CaptureInputs::silentAudioInput().startsWith("anullsrc"));
 }
 
-void TestWorkflowRules::commonEnumerationsInQml()
+void TestWorkflowRules::autoCodecChoice_data()
+{
+    // Per row of the table (hardware h264_mf, h264_mf, libopenh264, libx264):
+    // 0 failed, 1 opened at the largest size, 2 opened at 1080p only.
+    QTest::addColumn<QList<int>>("results");
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<bool>("hwaccel");
+    QTest::addColumn<QString>("logged");
+    QTest::newRow("all") << QList<int>{1, 1, 1, 1} << "h264_mf" << true
+                         << "Selected h264_mf with hardware acceleration";
+    QTest::newRow("hardware at 1080p") << QList<int>{2, 0, 0, 1} << "h264_mf" << true
+                                       << "Selected h264_mf with hardware acceleration";
+    QTest::newRow("software h264_mf") << QList<int>{0, 2, 1, 1} << "h264_mf" << false << "Selected h264_mf (regular)";
+    QTest::newRow("openh264") << QList<int>{0, 0, 2, 1} << "libopenh264" << false << "Selected libopenh264";
+    QTest::newRow("x264") << QList<int>{0, 0, 0, 2} << "libx264" << false << "Selected libx264 (fallback)";
+    QTest::newRow("nothing") << QList<int>{0, 0, 0, 0} << "libx264" << false
+                             << "No tested codec available, using libx264 as absolute fallback";
+}
+
+void TestWorkflowRules::autoCodecChoice()
+{
+    QFETCH(QList<int>, results);
+    QFETCH(QString, name);
+    QFETCH(bool, hwaccel);
+    QFETCH(QString, logged);
+    ffmpegVCodecTest table;
+    for (int i = 0; i < ffmpegVCodecTest::kRowCount; ++i) {
+        table.codecs[i].maxres = results[i] == 1;
+        table.codecs[i].fallback1080 = results[i] == 2;
+    }
+    LogCapture log;
+    LogCapture::clear();
+    const AutoCodecChoice choice = AutoCodecChoice::fromTable(table);
+    QCOMPARE(choice.name, name);
+    QCOMPARE(choice.hwaccel, hwaccel);
+    QCOMPARE(LogCapture::count(logged), 1);
+}
+
+void TestWorkflowRules::enumerationsForQml()
 {
     QCOMPARE(qmlTypeId("Common", 1, 0, "Common"), -1);
     registerCommonType();
@@ -130,6 +174,11 @@ void TestWorkflowRules::commonEnumerationsInQml()
     QCOMPARE(msg.keyToValue("MsgInfo"), 2);
     const QMetaEnum state = common.enumerator(common.indexOfEnumerator("VideoRecordingState"));
     QCOMPARE(state.keyToValue("Busy"), 2);
+    // The update button's states, misspelling included.
+    const QMetaEnum update = QMetaEnum::fromType<InterfacePort::UpdateAppStatus>();
+    QCOMPARE(update.keyCount(), 9);
+    QCOMPARE(update.keyToValue("UpdateAborted3"), 1);
+    QCOMPARE(update.keyToValue("NewVersionAvaliable"), 8);
 }
 
 QTEST_GUILESS_MAIN(TestWorkflowRules)
