@@ -1,6 +1,7 @@
 #include "MachineProfile.h"
 
 #include "Recording4KCheck.h"
+#include "SettingsKeys.h"
 #include "SettingsManager.h"
 
 #include <QDebug>
@@ -47,7 +48,7 @@ bool decide4KSuitable(const Recording4KInputs& in, QString& reason)
 bool is4KSuitable(QString& reason)
 {
     Recording4KInputs in;
-    in.recording4kFails = SettingsManager::instance()->readSettingBool("recording_4k_fails");
+    in.recording4kFails = SettingsManager::instance()->readSettingBool(SettingsKey::recording_4k_fails);
     if (qobject_cast<QGuiApplication*>(QCoreApplication::instance()) && QGuiApplication::primaryScreen())
         in.desktop = QGuiApplication::primaryScreen()->virtualGeometry().size();
     in.idealThreadCount = QThread::idealThreadCount();

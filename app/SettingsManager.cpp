@@ -161,118 +161,118 @@ void SettingsManager::writeSetting(QString setting, QVariant value)
 
 bool SettingsManager::storeMember(const QString& s, const QVariant& v)
 {
-    if (s == "login") {
+    if (s == SettingsKey::login) {
         if (assignIfChanged(m_login, v.toString()))
             emit loginChanged(m_login);
-    } else if (s == "password")
+    } else if (s == SettingsKey::password)
         m_password = v.toString();
-    else if (s == "salt")
+    else if (s == SettingsKey::salt)
         m_salt = v.toString();
-    else if (s == "is_authenticated_user") {
+    else if (s == SettingsKey::is_authenticated_user) {
         if (assignIfChanged(m_isAuthenticatedUser, v.toBool()))
             emit isAuthenticatedUserChanged(m_isAuthenticatedUser);
-    } else if (s == "settings_path")
+    } else if (s == SettingsKey::settings_path)
         m_settingsPath = v.toString();
-    else if (s == "files_path")
+    else if (s == SettingsKey::files_path)
         m_filesPath = v.toString();
-    else if (s == "isVideoQualityNeverSet")
+    else if (s == SettingsKey::isVideoQualityNeverSet)
         m_isVideoQualityNeverSet = v.toBool();
-    else if (s == "FVNewVersionPolicy")
+    else if (s == SettingsKey::FVNewVersionPolicy)
         m_fvNewVersionPolicy = v.toString();
-    else if (s == "startstop_hotkey")
+    else if (s == SettingsKey::startstop_hotkey)
         m_startstopHotkey = v.toString();
-    else if (s == "startstop_nativeKey")
+    else if (s == SettingsKey::startstop_nativeKey)
         m_startstopNativeKey = v.toUInt();
-    else if (s == "startstop_nativeModifier")
+    else if (s == SettingsKey::startstop_nativeModifier)
         m_startstopNativeModifier = v.toUInt();
-    else if (s == "proxy_server") {
+    else if (s == SettingsKey::proxy_server) {
         if (assignIfChanged(m_proxyServer, v.toBool()))
             emit enableProxyChanged(m_proxyServer);
-    } else if (s == "proxy_type") {
+    } else if (s == SettingsKey::proxy_type) {
         if (assignIfChanged(m_proxyType, v.toInt()))
             emit currentProxyChanged(m_proxyType);
-    } else if (s == "proxy_host") {
+    } else if (s == SettingsKey::proxy_host) {
         if (assignIfChanged(m_proxyHost, v.toString()))
             emit serverChanged(m_proxyHost);
-    } else if (s == "proxy_port") {
+    } else if (s == SettingsKey::proxy_port) {
         if (assignIfChanged(m_proxyPort, v.toString()))
             emit portChanged(m_proxyPort);
-    } else if (s == "proxy_login") {
+    } else if (s == SettingsKey::proxy_login) {
         if (assignIfChanged(m_proxyLogin, v.toString()))
             emit nameChanged(m_proxyLogin);
-    } else if (s == "proxy_pwd") {
+    } else if (s == SettingsKey::proxy_pwd) {
         if (assignIfChanged(m_proxyPwd, v.toString()))
             emit pasChanged(m_proxyPwd);
-    } else if (s == "proxy_verification_status") {
+    } else if (s == SettingsKey::proxy_verification_status) {
         if (assignIfChanged(m_proxyVerificationStatus, v.toInt()))
             emit proxyVerificationStatusChanged(Common::ProxyVerificationStatus(m_proxyVerificationStatus));
-    } else if (s == "auto_upload") {
+    } else if (s == SettingsKey::auto_upload) {
         if (assignIfChanged(m_autoUpload, v.toBool()))
             emit autoUploadChanged(m_autoUpload);
-    } else if (s == "instant_share_disabled_manually")
+    } else if (s == SettingsKey::instant_share_disabled_manually)
         m_instantShareDisabledManually = v.toBool();
-    else if (s == "mouse_highlight_disabled_manually")
+    else if (s == SettingsKey::mouse_highlight_disabled_manually)
         m_mouseHighlightDisabledManually = v.toBool();
-    else if (s == "mouse_highlight") {
+    else if (s == SettingsKey::mouse_highlight) {
         if (assignIfChanged(m_mouseHighlight, v.toBool()))
             emit mouseHighlightChanged(m_mouseHighlight);
-    } else if (s == "mute_audio") {
+    } else if (s == SettingsKey::mute_audio) {
         if (assignIfChanged(m_muteAudio, v.toBool()))
             emit muteAudioChanged(m_muteAudio);
-    } else if (s == "mute_camera") {
+    } else if (s == SettingsKey::mute_camera) {
         if (assignIfChanged(m_muteCamera, v.toBool()))
             emit muteCameraChanged(m_muteCamera);
-    } else if (s == "audiodev")
+    } else if (s == SettingsKey::audiodev)
         m_audiodev = v.toString();
-    else if (s == "cameradev")
+    else if (s == SettingsKey::cameradev)
         m_cameradev = v.toString();
-    else if (s == "disable_sys")
+    else if (s == SettingsKey::disable_sys)
         m_disableSys = v.toBool();
-    else if (s == "save_path")
+    else if (s == SettingsKey::save_path)
         m_savePath = v.toString();
-    else if (s == "audio_level")
+    else if (s == SettingsKey::audio_level)
         m_audioLevel = v.toInt();
     // The store keeps booleans as "true"/"false" text, which toInt() would read as 0;
     // toBool() gives (value != 0) for numbers and keeps the text form working.
-    else if (s == "interp_time")
+    else if (s == SettingsKey::interp_time)
         m_interpTime = v.toBool();
-    else if (s == "system_sounds") {
+    else if (s == SettingsKey::system_sounds) {
         if (assignIfChanged(m_systemSounds, v.toBool()))
             emit systemSoundsChanged(m_systemSounds);
-    } else if (s == "is_first_start")
+    } else if (s == SettingsKey::is_first_start)
         m_isFirstStart = v.toBool();
-    else if (s == "recording_4k_fails")
+    else if (s == SettingsKey::recording_4k_fails)
         m_recording4kFails = v.toBool();
-    else if (s == "bubble_pos")
+    else if (s == SettingsKey::bubble_pos)
         m_bubblePos = v.toPoint();
-    else if (s == "bubble_horizontal")
+    else if (s == SettingsKey::bubble_horizontal)
         m_bubbleHorizontal = v.toBool();
-    else if (s == "bubble_pin")
+    else if (s == SettingsKey::bubble_pin)
         m_bubblePin = v.toBool();
-    else if (s == "bubble_side")
+    else if (s == SettingsKey::bubble_side)
         m_bubbleSide = v.toInt();
-    else if (s == "bubble_ishstuck")
+    else if (s == SettingsKey::bubble_ishstuck)
         m_bubbleIshstuck = v.toBool();
-    else if (s == "bubble_isvstuck")
+    else if (s == SettingsKey::bubble_isvstuck)
         m_bubbleIsvstuck = v.toBool();
-    else if (s == "camera_size_percentage")
+    else if (s == SettingsKey::camera_size_percentage)
         m_cameraSizePercentage = v.toDouble();
-    else if (s == "camera_fullframe")
+    else if (s == SettingsKey::camera_fullframe)
         m_cameraFullframe = v.toInt();
-    else if (s == "camera_relative_pos_x")
+    else if (s == SettingsKey::camera_relative_pos_x)
         m_cameraRelativePosX = v.toDouble();
-    else if (s == "camera_relative_pos_y")
+    else if (s == SettingsKey::camera_relative_pos_y)
         m_cameraRelativePosY = v.toDouble();
-    else if (s == "camera_corner_x")
+    else if (s == SettingsKey::camera_corner_x)
         m_cameraCornerX = v.toInt();
-    else if (s == "camera_corner_y")
+    else if (s == SettingsKey::camera_corner_y)
         m_cameraCornerY = v.toInt();
-    else if (s == "recording_quality") {
+    else if (s == SettingsKey::recording_quality) {
         if (assignIfChanged(m_recordingQuality, v.toInt()))
             emit qualityChanged(Common::RecordingQuality(m_recordingQuality));
     }
     // The driver type lives in the store only; its member is deliberately left alone.
-    else if (s == "blackhole_driver_type") {
+    else if (s == SettingsKey::blackhole_driver_type) {
     } else
         return false;
     return true;
@@ -280,99 +280,99 @@ bool SettingsManager::storeMember(const QString& s, const QVariant& v)
 
 bool SettingsManager::loadMember(const QString& s, QVariant& v)
 {
-    if (s == "login")
+    if (s == SettingsKey::login)
         v = m_login;
-    else if (s == "password")
+    else if (s == SettingsKey::password)
         v = m_password;
-    else if (s == "salt")
+    else if (s == SettingsKey::salt)
         v = m_salt;
-    else if (s == "is_authenticated_user")
+    else if (s == SettingsKey::is_authenticated_user)
         v = m_isAuthenticatedUser;
-    else if (s == "settings_path")
+    else if (s == SettingsKey::settings_path)
         v = m_settingsPath;
-    else if (s == "files_path")
+    else if (s == SettingsKey::files_path)
         v = m_filesPath;
-    else if (s == "isVideoQualityNeverSet")
+    else if (s == SettingsKey::isVideoQualityNeverSet)
         v = m_isVideoQualityNeverSet;
-    else if (s == "FVNewVersionPolicy")
+    else if (s == SettingsKey::FVNewVersionPolicy)
         v = m_fvNewVersionPolicy;
-    else if (s == "startstop_hotkey")
+    else if (s == SettingsKey::startstop_hotkey)
         v = m_startstopHotkey;
-    else if (s == "startstop_nativeKey")
+    else if (s == SettingsKey::startstop_nativeKey)
         v = m_startstopNativeKey;
-    else if (s == "startstop_nativeModifier")
+    else if (s == SettingsKey::startstop_nativeModifier)
         v = m_startstopNativeModifier;
-    else if (s == "proxy_server")
+    else if (s == SettingsKey::proxy_server)
         v = m_proxyServer;
-    else if (s == "proxy_type")
+    else if (s == SettingsKey::proxy_type)
         v = m_proxyType;
-    else if (s == "proxy_host")
+    else if (s == SettingsKey::proxy_host)
         v = m_proxyHost;
-    else if (s == "proxy_port")
+    else if (s == SettingsKey::proxy_port)
         v = m_proxyPort;
-    else if (s == "proxy_login")
+    else if (s == SettingsKey::proxy_login)
         v = m_proxyLogin;
-    else if (s == "proxy_pwd")
+    else if (s == SettingsKey::proxy_pwd)
         v = m_proxyPwd;
-    else if (s == "proxy_verification_status")
+    else if (s == SettingsKey::proxy_verification_status)
         v = m_proxyVerificationStatus;
-    else if (s == "auto_upload")
+    else if (s == SettingsKey::auto_upload)
         v = m_autoUpload;
-    else if (s == "instant_share_disabled_manually")
+    else if (s == SettingsKey::instant_share_disabled_manually)
         v = m_instantShareDisabledManually;
-    else if (s == "mouse_highlight_disabled_manually")
+    else if (s == SettingsKey::mouse_highlight_disabled_manually)
         v = m_mouseHighlightDisabledManually;
-    else if (s == "mouse_highlight")
+    else if (s == SettingsKey::mouse_highlight)
         v = m_mouseHighlight;
-    else if (s == "mute_audio")
+    else if (s == SettingsKey::mute_audio)
         v = m_muteAudio;
-    else if (s == "mute_camera")
+    else if (s == SettingsKey::mute_camera)
         v = m_muteCamera;
-    else if (s == "audiodev")
+    else if (s == SettingsKey::audiodev)
         v = m_audiodev;
-    else if (s == "cameradev")
+    else if (s == SettingsKey::cameradev)
         v = m_cameradev;
-    else if (s == "disable_sys")
+    else if (s == SettingsKey::disable_sys)
         v = m_disableSys;
-    else if (s == "save_path")
+    else if (s == SettingsKey::save_path)
         v = m_savePath;
-    else if (s == "audio_level")
+    else if (s == SettingsKey::audio_level)
         v = m_audioLevel;
-    else if (s == "interp_time")
+    else if (s == SettingsKey::interp_time)
         v = m_interpTime;
-    else if (s == "system_sounds")
+    else if (s == SettingsKey::system_sounds)
         v = m_systemSounds;
-    else if (s == "is_first_start")
+    else if (s == SettingsKey::is_first_start)
         v = m_isFirstStart;
-    else if (s == "recording_4k_fails")
+    else if (s == SettingsKey::recording_4k_fails)
         v = m_recording4kFails;
-    else if (s == "bubble_pos")
+    else if (s == SettingsKey::bubble_pos)
         v = m_bubblePos;
-    else if (s == "bubble_horizontal")
+    else if (s == SettingsKey::bubble_horizontal)
         v = m_bubbleHorizontal;
-    else if (s == "bubble_pin")
+    else if (s == SettingsKey::bubble_pin)
         v = m_bubblePin;
-    else if (s == "bubble_side")
+    else if (s == SettingsKey::bubble_side)
         v = m_bubbleSide;
-    else if (s == "bubble_ishstuck")
+    else if (s == SettingsKey::bubble_ishstuck)
         v = m_bubbleIshstuck;
-    else if (s == "bubble_isvstuck")
+    else if (s == SettingsKey::bubble_isvstuck)
         v = m_bubbleIsvstuck;
-    else if (s == "camera_size_percentage")
+    else if (s == SettingsKey::camera_size_percentage)
         v = m_cameraSizePercentage;
-    else if (s == "camera_fullframe")
+    else if (s == SettingsKey::camera_fullframe)
         v = m_cameraFullframe;
-    else if (s == "camera_relative_pos_x")
+    else if (s == SettingsKey::camera_relative_pos_x)
         v = m_cameraRelativePosX;
-    else if (s == "camera_relative_pos_y")
+    else if (s == SettingsKey::camera_relative_pos_y)
         v = m_cameraRelativePosY;
-    else if (s == "camera_corner_x")
+    else if (s == SettingsKey::camera_corner_x)
         v = m_cameraCornerX;
-    else if (s == "camera_corner_y")
+    else if (s == SettingsKey::camera_corner_y)
         v = m_cameraCornerY;
-    else if (s == "recording_quality")
+    else if (s == SettingsKey::recording_quality)
         v = m_recordingQuality;
-    else if (s == "blackhole_driver_type")
+    else if (s == SettingsKey::blackhole_driver_type)
         v = m_blackholeDriverType;
     else
         return false;
@@ -495,68 +495,68 @@ Common::RecordingQuality SettingsManager::quality()
 
 void SettingsManager::setLogin(const QString& login)
 {
-    writeSetting("login", login);
+    writeSetting(SettingsKey::login, login);
 }
 void SettingsManager::setEnableProxy(bool enable)
 {
-    writeSetting("proxy_server", enable);
+    writeSetting(SettingsKey::proxy_server, enable);
 }
 void SettingsManager::setCurrentProxy(int index)
 {
-    writeSetting("proxy_type", index);
+    writeSetting(SettingsKey::proxy_type, index);
 }
 void SettingsManager::setServer(const QString& server)
 {
-    writeSetting("proxy_host", server);
+    writeSetting(SettingsKey::proxy_host, server);
 }
 void SettingsManager::setPort(const QString& port)
 {
-    writeSetting("proxy_port", port);
+    writeSetting(SettingsKey::proxy_port, port);
 }
 void SettingsManager::setName(const QString& name)
 {
-    writeSetting("proxy_login", name);
+    writeSetting(SettingsKey::proxy_login, name);
 }
 void SettingsManager::setPas(const QString& pas)
 {
-    writeSetting("proxy_pwd", pas);
+    writeSetting(SettingsKey::proxy_pwd, pas);
 }
 void SettingsManager::setAutoUpload(bool enable)
 {
-    writeSetting("auto_upload", enable);
+    writeSetting(SettingsKey::auto_upload, enable);
 }
 void SettingsManager::setMuteAudio(bool enable)
 {
-    writeSetting("mute_audio", enable);
+    writeSetting(SettingsKey::mute_audio, enable);
 }
 void SettingsManager::setMuteCamera(bool enable)
 {
-    writeSetting("mute_camera", enable);
+    writeSetting(SettingsKey::mute_camera, enable);
 }
 void SettingsManager::setSystemSounds(bool enable)
 {
-    writeSetting("system_sounds", enable);
+    writeSetting(SettingsKey::system_sounds, enable);
 }
 void SettingsManager::setMouseHighlight(bool enable)
 {
-    writeSetting("mouse_highlight", enable);
+    writeSetting(SettingsKey::mouse_highlight, enable);
 }
 void SettingsManager::setBlackHoleDriverType(const QString& driverType)
 {
-    writeSetting("blackhole_driver_type", driverType);
+    writeSetting(SettingsKey::blackhole_driver_type, driverType);
 }
 
 // Enumerations go to the store as plain numbers so that the file stays readable.
 void SettingsManager::setProxyVerificationStatus(Common::ProxyVerificationStatus status)
 {
-    writeSetting("proxy_verification_status", int(status));
+    writeSetting(SettingsKey::proxy_verification_status, int(status));
 }
 
 void SettingsManager::setQuality(Common::RecordingQuality quality)
 {
     QMutexLocker lock(&m_mutex);
-    writeSetting("recording_quality", int(quality));
+    writeSetting(SettingsKey::recording_quality, int(quality));
     // The first explicit choice ends the "never set" state.
     if (m_isVideoQualityNeverSet)
-        writeSetting("isVideoQualityNeverSet", false);
+        writeSetting(SettingsKey::isVideoQualityNeverSet, false);
 }

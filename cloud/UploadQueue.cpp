@@ -4,6 +4,7 @@
 #include "ISettingsReader.h"
 #include "ISettingsWriter.h"
 #include "MachineProfile.h"
+#include "SettingsKeys.h"
 #include "UploadCredentials.h"
 
 #include <QDebug>
@@ -125,7 +126,7 @@ void UploadQueue::run()
             serviceGetUser();
         return;
     }
-    if (!settingsReader || !settingsReader->readSettingBool("is_authenticated_user")) {
+    if (!settingsReader || !settingsReader->readSettingBool(SettingsKey::is_authenticated_user)) {
         finishRun(0);
         return;
     }

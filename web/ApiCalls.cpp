@@ -5,6 +5,7 @@
 #include "ISettingsReader.h"
 #include "ISettingsWriter.h"
 #include "MachineProfile.h"
+#include "SettingsKeys.h"
 #include "UploadQueue.h"
 
 #include <QClipboard>
@@ -27,7 +28,7 @@ ApiCalls::ApiCalls(ISettingsReader* reader, ISettingsWriter* writer, ApiCallsHos
 
 QString ApiCalls::invokeGetFilesPath()
 {
-    return settings->readSettingStr("files_path");
+    return settings->readSettingStr(SettingsKey::files_path);
 }
 
 QString ApiCalls::invokeGetMachineId()
@@ -42,17 +43,17 @@ QString ApiCalls::invokeGetVersion()
 
 QString ApiCalls::invokeGetUserName()
 {
-    return settings->readSettingStr("login");
+    return settings->readSettingStr(SettingsKey::login);
 }
 
 QString ApiCalls::invokeGetUserSalt()
 {
-    return settings->readSettingStr("salt");
+    return settings->readSettingStr(SettingsKey::salt);
 }
 
 QString ApiCalls::invokeGetUserHash()
 {
-    return settings->readSettingStr("password");
+    return settings->readSettingStr(SettingsKey::password);
 }
 
 void ApiCalls::invokeApplyNewCredentials(QString login, QString password, QString salt)
@@ -60,9 +61,9 @@ void ApiCalls::invokeApplyNewCredentials(QString login, QString password, QStrin
     qDebug().noquote() << "[ApiCalls]:"
                        << " applying credentials for user: " + login + ", password: " + password + ", salt:" + salt
                               + ", machineId:" + machineId();
-    writer->writeSetting("login", login);
-    writer->writeSetting("password", password);
-    writer->writeSetting("salt", salt);
+    writer->writeSetting(SettingsKey::login, login);
+    writer->writeSetting(SettingsKey::password, password);
+    writer->writeSetting(SettingsKey::salt, salt);
     if (host)
         host->closeCredentials();
     emit reloadUploader();
@@ -80,7 +81,7 @@ int ApiCalls::invokeSignedInState()
         || loginTab == 1)
         return 0;
     int state = 1;
-    if (settings->readSettingBool("is_authenticated_user"))
+    if (settings->readSettingBool(SettingsKey::is_authenticated_user))
         state += 2;
     if (loginTab == 2)
         state += 64;
@@ -107,7 +108,7 @@ void ApiCalls::invokeGetUploadUrl(uint file_id)
 {
     qDebug() << "[ApiCalls]:"
              << "invokeGetUploadUrl..." << file_id;
-    if (!settings->readSettingBool("is_authenticated_user")) {
+    if (!settings->readSettingBool(SettingsKey::is_authenticated_user)) {
         if (host)
             host->showUnauthWarn();
         return;

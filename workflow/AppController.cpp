@@ -9,6 +9,7 @@
 #include "MicDeviceWatcher.h"
 #include "PlaybackDeviceWatcher.h"
 #include "QHotkey.h"
+#include "SettingsKeys.h"
 #include "SettingsManager.h"
 #include "UploadQueue.h"
 #include "ffAudioMonitor.h"
@@ -178,15 +179,16 @@ bool AppController::ramLow()
 
 void AppController::muteCameraIfLowRam(const char* logLine)
 {
-    if (ramLow() && !settings()->readSettingBool("mute_camera")) {
-        settingsWriter()->writeSetting("mute_camera", true);
+    if (ramLow() && !settings()->readSettingBool(SettingsKey::mute_camera)) {
+        settingsWriter()->writeSetting(SettingsKey::mute_camera, true);
         qDebug() << logLine;
     }
 }
 
 bool AppController::isAutoUploadActive()
 {
-    return settings()->readSettingBool("auto_upload") && settings()->readSettingBool("is_authenticated_user");
+    return settings()->readSettingBool(SettingsKey::auto_upload)
+           && settings()->readSettingBool(SettingsKey::is_authenticated_user);
 }
 
 void AppController::runTasks()
@@ -252,9 +254,10 @@ void AppController::runTasks()
     avformat_network_init();
     startCodecTest();
 
-    uploader->setUserCredentials(settings()->readSettingStr("login"), settings()->readSettingStr("password"),
-                                 settings()->readSettingStr("salt"));
-    uploader->setFilesPath(settings()->readSettingStr("files_path"));
+    uploader->setUserCredentials(settings()->readSettingStr(SettingsKey::login),
+                                 settings()->readSettingStr(SettingsKey::password),
+                                 settings()->readSettingStr(SettingsKey::salt));
+    uploader->setFilesPath(settings()->readSettingStr(SettingsKey::files_path));
 
     alevelMon = nullptr;
     micMonitor = nullptr;
@@ -263,9 +266,9 @@ void AppController::runTasks()
     connect(tickTimer, &QTimer::timeout, this, &AppController::tick);
     tickTimer->start();
 
-    if (settings()->readSettingBool("is_first_start")) {
+    if (settings()->readSettingBool(SettingsKey::is_first_start)) {
         port->showFirstDialogSignal();
-        settingsWriter()->writeSetting("is_first_start", false);
+        settingsWriter()->writeSetting(SettingsKey::is_first_start, false);
     }
 
     QString openH264Version;
@@ -308,8 +311,8 @@ void AppController::runSuitabilityPass()
     if (!is4KSuitable(reason)) {
         port->setQuality4KVisible(false);
         qDebug() << "[AC]: Display/CPU/RAM is not good for 4K, reason:" << reason;
-        if (settings()->readSettingInt("recording_quality") > Common::RECORDING_QUALITY_HD)
-            settingsWriter()->writeSetting("recording_quality", int(Common::RECORDING_QUALITY_HD));
+        if (settings()->readSettingInt(SettingsKey::recording_quality) > Common::RECORDING_QUALITY_HD)
+            settingsWriter()->writeSetting(SettingsKey::recording_quality, int(Common::RECORDING_QUALITY_HD));
     }
 }
 
@@ -335,8 +338,9 @@ void AppController::tick()
         coder->cpuLoad = coder->running ? smoothCpuLoad(coder->cpuLoad, cpu) : 0;
 
     const qint64 avRAM = availablePercent(total, available);
-    qDebug() << "[AC]: tick" << QDateTime::currentSecsSinceEpoch() << "s" << settings()->readSettingBool("auto_upload")
-             << "u" << isAutoUploadActive() << "f" << forceUpload << "avRAM:" << avRAM << "% CPU:" << cpu << "%";
+    qDebug() << "[AC]: tick" << QDateTime::currentSecsSinceEpoch() << "s"
+             << settings()->readSettingBool(SettingsKey::auto_upload) << "u" << isAutoUploadActive() << "f"
+             << forceUpload << "avRAM:" << avRAM << "% CPU:" << cpu << "%";
 
     if (videoState == Common::Recording)
         muteCameraIfLowRam("[AC]: tick -> Low RAM, webcam muted automatically");
@@ -470,8 +474,9 @@ void AppController::reloadUploader()
     qDebug() << "[AC]:"
              << "reloadUploader";
     if (uploader)
-        uploader->setUserCredentials(settings()->readSettingStr("login"), settings()->readSettingStr("password"),
-                                     settings()->readSettingStr("salt"));
+        uploader->setUserCredentials(settings()->readSettingStr(SettingsKey::login),
+                                     settings()->readSettingStr(SettingsKey::password),
+                                     settings()->readSettingStr(SettingsKey::salt));
     userActualized = false;
     activateUploader();
 }

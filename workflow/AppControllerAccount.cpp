@@ -6,6 +6,7 @@
 #include "Endpoints.h"
 #include "ISettingsReader.h"
 #include "ISettingsWriter.h"
+#include "SettingsKeys.h"
 #include "UploadQueue.h"
 
 #include <QAuthenticator>
@@ -58,7 +59,7 @@ void AppController::showAuthMessage(QString uri, QString title, bool clear_cooki
         port->showCredentials(uri, title, clear_cookies);
         return;
     }
-    if (!settings()->readSettingBool("is_authenticated_user"))
+    if (!settings()->readSettingBool(SettingsKey::is_authenticated_user))
         signUp();
 }
 
@@ -67,16 +68,17 @@ void AppController::logOut()
     qDebug() << "[AC]:"
              << "logOut";
     ISettingsWriter* w = settingsWriter();
-    for (const char* key : {"login", "password", "salt"})
+    for (const char* key : {SettingsKey::login, SettingsKey::password, SettingsKey::salt})
         w->writeSetting(key, QString());
     for (const char* key : {"is_authenticated_user", "instant_share_disabled_manually",
                             "mouse_highlight_disabled_manually", "auto_upload", "mouse_highlight"})
         w->writeSetting(key, false);
-    w->writeSetting("recording_quality", 0);
-    w->writeSetting("isVideoQualityNeverSet", true);
+    w->writeSetting(SettingsKey::recording_quality, 0);
+    w->writeSetting(SettingsKey::isVideoQualityNeverSet, true);
     if (uploader)
-        uploader->setUserCredentials(settings()->readSettingStr("login"), settings()->readSettingStr("password"),
-                                     settings()->readSettingStr("salt"));
+        uploader->setUserCredentials(settings()->readSettingStr(SettingsKey::login),
+                                     settings()->readSettingStr(SettingsKey::password),
+                                     settings()->readSettingStr(SettingsKey::salt));
     userActualized = false;
     port->setLoginState(kLoginStateNoLogin);
 }
@@ -118,20 +120,20 @@ void AppController::setUserInfo2(QMap<QString, QString>& map, QString serviceReq
     ISettingsWriter* w = settingsWriter();
     if (result == QLatin1String("OK") && getUser) {
         const QString name = map.value(QStringLiteral("name"));
-        if (!name.isEmpty() && name != settings()->readSettingStr("login")) {
-            w->writeSetting("login", name);
+        if (!name.isEmpty() && name != settings()->readSettingStr(SettingsKey::login)) {
+            w->writeSetting(SettingsKey::login, name);
             if (uploader)
-                uploader->setUserCredentials(settings()->readSettingStr("login"),
-                                             settings()->readSettingStr("password"),
-                                             settings()->readSettingStr("salt"));
+                uploader->setUserCredentials(settings()->readSettingStr(SettingsKey::login),
+                                             settings()->readSettingStr(SettingsKey::password),
+                                             settings()->readSettingStr(SettingsKey::salt));
         }
-        w->writeSetting("is_authenticated_user", true);
-        if (!settings()->readSettingBool("instant_share_disabled_manually"))
-            w->writeSetting("auto_upload", true);
-        if (!settings()->readSettingBool("mouse_highlight_disabled_manually"))
-            w->writeSetting("mouse_highlight", true);
+        w->writeSetting(SettingsKey::is_authenticated_user, true);
+        if (!settings()->readSettingBool(SettingsKey::instant_share_disabled_manually))
+            w->writeSetting(SettingsKey::auto_upload, true);
+        if (!settings()->readSettingBool(SettingsKey::mouse_highlight_disabled_manually))
+            w->writeSetting(SettingsKey::mouse_highlight, true);
     } else if (getUser) {
-        w->writeSetting("is_authenticated_user", false);
+        w->writeSetting(SettingsKey::is_authenticated_user, false);
     }
     if (map.contains(QStringLiteral("message")))
         port->setXmlMessage(map.value(QStringLiteral("message")));
@@ -160,8 +162,8 @@ void AppController::serviceProxyAuthRequired(QNetworkProxy proxy, QAuthenticator
              << "serviceProxyAuthRequired" << proxy.hostName();
     if (!auth)
         return;
-    auth->setUser(settings()->readSettingStr("proxy_login"));
-    auth->setPassword(settings()->readSettingStr("proxy_pwd"));
+    auth->setUser(settings()->readSettingStr(SettingsKey::proxy_login));
+    auth->setPassword(settings()->readSettingStr(SettingsKey::proxy_pwd));
 }
 
 bool AppController::isUserActualized()

@@ -7,6 +7,7 @@
 #include "DeviceLists.h"
 #include "MicDeviceWatcher.h"
 #include "PlaybackDeviceWatcher.h"
+#include "SettingsKeys.h"
 #include "SettingsManager.h"
 #include "ffAudioMonitor.h"
 #include "ffmpegMux.h"
@@ -59,7 +60,7 @@ void AppController::updateMikeList()
     if (adevs.isEmpty())
         return;
     // A stored microphone that is gone selects the first one, but stays stored.
-    const int stored = int(adevs.indexOf(settings()->readSettingStr("audiodev")));
+    const int stored = int(adevs.indexOf(settings()->readSettingStr(SettingsKey::audiodev)));
     setCurrentMic(stored >= 0 ? stored : 0);
 }
 
@@ -132,7 +133,7 @@ void AppController::updateCameraListAndCurrentCameraIndex()
         port->setCurrentWebcam(-1);
         return;
     }
-    const int stored = int(cameras.indexOf(settings()->readSettingStr("cameradev")));
+    const int stored = int(cameras.indexOf(settings()->readSettingStr(SettingsKey::cameradev)));
     port->setCurrentWebcam(stored >= 0 ? stored : 0);
 }
 
@@ -196,7 +197,7 @@ void AppController::startMicMonitor()
                  << ", is_stopping:" << is_stopping;
         return;
     }
-    if (settings()->readSettingBool("mute_audio")) {
+    if (settings()->readSettingBool(SettingsKey::mute_audio)) {
         qDebug() << "[AC]:"
                  << "skip: muteAudio=true";
         return;
@@ -215,7 +216,7 @@ void AppController::startMicMonitor()
         return;
     }
     micMonitor = new ffAudioMonitor();
-    micMonitor->level = settings()->readSettingInt("audio_level");
+    micMonitor->level = settings()->readSettingInt(SettingsKey::audio_level);
     qDebug() << "[AC]:"
              << "device:" << device << "mike level:" << micMonitor->level;
     const int ret = micMonitor->open_input_device(device.constData());
@@ -305,12 +306,12 @@ void AppController::setMikeLevel(int mikeLevel)
              << " VOL:" << mikeLevel;
     if (coder)
         coder->setMikeLevel(mikeLevel);
-    settingsWriter()->writeSetting("audio_level", mikeLevel);
+    settingsWriter()->writeSetting(SettingsKey::audio_level, mikeLevel);
 }
 
 int AppController::getMikeLevel()
 {
-    const int level = settings()->readSettingInt("audio_level");
+    const int level = settings()->readSettingInt(SettingsKey::audio_level);
     qDebug() << "[AC]:"
              << "getMikeLevel"
              << " VOL:" << level;
@@ -364,7 +365,7 @@ void AppController::toggleCamera()
         port->showVideoPermissionDialog();
         return;
     }
-    const bool muted = settings()->readSettingBool("mute_camera");
+    const bool muted = settings()->readSettingBool(SettingsKey::mute_camera);
     if (muted && ramLow()) {
         showPopup(Common::MsgStorage,
                   QString("Not enough RAM to enable webcam. Need > %1 MB.").arg(lowRamBytes / (1024 * 1024)));

@@ -4,6 +4,7 @@
 #include "AppController.h"
 
 #include "QHotkey.h"
+#include "SettingsKeys.h"
 #include "SettingsManager.h"
 
 #include <QDebug>
@@ -24,9 +25,9 @@ void AppController::createHotkeys()
 
 void AppController::readFromConfig()
 {
-    const uint modifier = uint(settings()->readSettingInt("startstop_nativeModifier"));
-    const uint key = uint(settings()->readSettingInt("startstop_nativeKey"));
-    const QString text = settings()->readSettingStr("startstop_hotkey");
+    const uint modifier = uint(settings()->readSettingInt(SettingsKey::startstop_nativeModifier));
+    const uint key = uint(settings()->readSettingInt(SettingsKey::startstop_nativeKey));
+    const QString text = settings()->readSettingStr(SettingsKey::startstop_hotkey);
     qDebug() << "[AC]:"
              << "readFromConfig";
     setNativeShortcut(text, key, modifier);
@@ -47,9 +48,9 @@ void AppController::setKeySequence(QString text)
     // The old shortcut is let go even when the new one can't be mapped or grabbed.
     startStopHotkey->setShortcut(seq, true);
     const QHotkey::NativeShortcut native = startStopHotkey->currentNativeShortcut();
-    settingsWriter()->writeSetting("startstop_hotkey", text);
-    settingsWriter()->writeSetting("startstop_nativeKey", native.key);
-    settingsWriter()->writeSetting("startstop_nativeModifier", native.modifier);
+    settingsWriter()->writeSetting(SettingsKey::startstop_hotkey, text);
+    settingsWriter()->writeSetting(SettingsKey::startstop_nativeKey, native.key);
+    settingsWriter()->writeSetting(SettingsKey::startstop_nativeModifier, native.modifier);
     emit keySequenceChanged(text);
 }
 
@@ -69,8 +70,8 @@ void AppController::setNativeShortcut(QString text, uint key, uint modifier)
         return;
     }
     keySequence = text;
-    settingsWriter()->writeSetting("startstop_nativeKey", key);
-    settingsWriter()->writeSetting("startstop_nativeModifier", modifier);
+    settingsWriter()->writeSetting(SettingsKey::startstop_nativeKey, key);
+    settingsWriter()->writeSetting(SettingsKey::startstop_nativeModifier, modifier);
     qDebug() << "[AC]:"
              << "Hotkey successfully restored:" << text;
     emit keySequenceChanged(text);

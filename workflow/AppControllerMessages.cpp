@@ -3,6 +3,7 @@
 
 #include "Endpoints.h"
 #include "FvUpdater.h"
+#include "SettingsKeys.h"
 #include "SettingsManager.h"
 #include "UploadQueue.h"
 
@@ -36,10 +37,10 @@ void AppController::updateDownloadFinishedSuccessfully()
 void AppController::saltUpdated()
 {
     // The updater has just stored a fresh salt; it is cleared again on purpose.
-    settingsWriter()->writeSetting("salt", QString());
+    settingsWriter()->writeSetting(SettingsKey::salt, QString());
     qDebug() << "[AC]:"
              << "saltUpdated"
-             << ", new salt: " << settings()->readSettingStr("salt");
+             << ", new salt: " << settings()->readSettingStr(SettingsKey::salt);
 }
 
 void AppController::UpdateButtonLock(int lock)

@@ -9,6 +9,7 @@
 #include "FilesTable.h"
 #include "FvUpdater.h"
 #include "QHotkey.h"
+#include "SettingsKeys.h"
 #include "SettingsManager.h"
 #include "UploadQueue.h"
 #include "ffAudioMonitor.h"
@@ -218,7 +219,7 @@ void AppController::startStreamingSkin()
              << "startStreamingSkin";
     muteCameraIfLowRam("[AC]: startStreamingSkin -> Low RAM, webcam muted before start");
 
-    const QString filesPath = settings()->readSettingStr("files_path");
+    const QString filesPath = settings()->readSettingStr(SettingsKey::files_path);
     const QString path = filesPath + "/" + outputTemplate;
     if (path.length() < 4) {
         // Nothing is undone: the baton and the Busy state stay until a restart.
@@ -226,7 +227,7 @@ void AppController::startStreamingSkin()
         return;
     }
     coder->uploadWhileRecording = isAutoUploadActive();
-    coder->highlightMouse = settings()->readSettingBool("mouse_highlight");
+    coder->highlightMouse = settings()->readSettingBool(SettingsKey::mouse_highlight);
 
     // "auto" picks from the capability table; any other text (an empty name
     // is the encoder's own default, and "auto" while there is no table) passes on as it stands.
@@ -253,7 +254,7 @@ void AppController::startStreamingSkin()
 
     const QByteArray vdev = CaptureInputs::videoInput();
     QByteArray adev = "audio=";
-    const bool muteAudio = settings()->readSettingBool("mute_audio");
+    const bool muteAudio = settings()->readSettingBool(SettingsKey::mute_audio);
     bool mute = muteAudio;
 
     // Asked afresh, so that a device unplugged since the last list update is seen.
@@ -289,14 +290,14 @@ void AppController::startStreamingSkin()
     }
 
     coder->setMute(mute);
-    coder->setSys(settings()->readSettingBool("system_sounds"));
+    coder->setSys(settings()->readSettingBool(SettingsKey::system_sounds));
     qDebug() << "[AC]: devName=" << adev;
     qDebug().nospace().noquote() << "[AC]: in_adev=\"" << QString::fromUtf8(adev) << "\"";
 
-    coder->disableSys = settings()->readSettingBool("disable_sys");
+    coder->disableSys = settings()->readSettingBool(SettingsKey::disable_sys);
     hotkeyRole = false;
 
-    const int quality = settings()->readSettingInt("recording_quality");
+    const int quality = settings()->readSettingInt(SettingsKey::recording_quality);
     QByteArray outName = path.toLocal8Bit();
     if (useStrftime) {
         qDebug().nospace().noquote() << "[AC]: out_fname1=\"" << QString::fromLocal8Bit(outName) << "\"";
@@ -352,7 +353,7 @@ void AppController::handleRecordDone(int s)
     is_stopping = false;
     is_starting = false;
     updateTimer->start();
-    if (isAutoUploadActive() && settings()->readSettingBool("is_authenticated_user"))
+    if (isAutoUploadActive() && settings()->readSettingBool(SettingsKey::is_authenticated_user))
         showPopup(Common::MsgCloud, QString("Uploading file %1 is started...").arg(uploader->file_name));
     else
         playVideo();
@@ -365,14 +366,14 @@ void AppController::handleRecordDone(int s)
 void AppController::handleRecordFail(int reason)
 {
     const QString text = QString("Recording fails due %1 issue!").arg(reason ? "audio" : "video");
-    const int quality = settings()->readSettingInt("recording_quality");
+    const int quality = settings()->readSettingInt(SettingsKey::recording_quality);
     qDebug().nospace() << "[AC]: handleRecordFail(" << reason << "), reason: " << text
                        << ", recording_quality:" << quality;
     showPopup(Common::MsgWarning, text);
     setVideoState(Common::Idle);
     if (reason == 0 && quality == Common::RECORDING_QUALITY_4K) {
         // From now on the machine test refuses 4K for good.
-        settingsWriter()->writeSetting("recording_4k_fails", true);
+        settingsWriter()->writeSetting(SettingsKey::recording_4k_fails, true);
         const auto answer =
             QMessageBox::critical(nullptr, "Recording failed!", text + "\nDo you wish to restart application?",
                                   QMessageBox::Yes | QMessageBox::Cancel);
@@ -435,7 +436,8 @@ void AppController::applyLevelPollRule()
 {
     if (videoState != Common::Recording)
         return;
-    if (settings()->readSettingBool("mute_audio") && !settings()->readSettingBool("system_sounds")) {
+    if (settings()->readSettingBool(SettingsKey::mute_audio)
+        && !settings()->readSettingBool(SettingsKey::system_sounds)) {
         levelsTimer.stop(); // nothing to measure
         setLevels(0, 0);
     } else if (!levelsTimer.isActive()) {

@@ -4,6 +4,7 @@
 
 #include "ISettingsReader.h"
 #include "ISettingsWriter.h"
+#include "SettingsKeys.h"
 #include "remuxFile.h"
 
 #include <QApplication>
@@ -57,16 +58,16 @@ QString AppController::saveFileWithReformatting(QString filename, QString file_p
 {
     if (!qobject_cast<QApplication*>(QCoreApplication::instance()))
         return {};
-    const QString proposal = settings()->readSettingStr("save_path") + "/" + file_pseudoname + ".mp4";
+    const QString proposal = settings()->readSettingStr(SettingsKey::save_path) + "/" + file_pseudoname + ".mp4";
     const QString target =
         QFileDialog::getSaveFileName(nullptr, QStringLiteral("Save file"), proposal, QStringLiteral("*.mp4"));
     if (target.isEmpty())
         return {};
     qDebug() << "[AC]:"
              << " filename_out=" << target << ", reformat=" << reformat;
-    settingsWriter()->writeSetting("save_path", QFileInfo(target).absolutePath());
+    settingsWriter()->writeSetting(SettingsKey::save_path, QFileInfo(target).absolutePath());
 
-    const QString source = settings()->readSettingStr("files_path") + "/" + filename;
+    const QString source = settings()->readSettingStr(SettingsKey::files_path) + "/" + filename;
     const QString shown = QFileInfo(target).fileName();
     QProgressDialog dialog(QStringLiteral("Saving file %1...").arg(shown), QStringLiteral("Abort"), 0, 100);
     dialog.setWindowModality(Qt::ApplicationModal);

@@ -1,6 +1,7 @@
 #include "CommandLineRecording.h"
 
 #include "AppController.h"
+#include "SettingsKeys.h"
 #include "SettingsManager.h"
 #include "ffmpegMux.h"
 
@@ -185,7 +186,7 @@ void CommandLineRecording::onSessionEnded()
         return;
     disconnect(m_controller->coder, nullptr, this, nullptr);
     if (m_doneResult >= 0) {
-        const QString folder = SettingsManager::instance()->readSettingStr(QStringLiteral("files_path"));
+        const QString folder = SettingsManager::instance()->readSettingStr(SettingsKey::files_path);
         printResult(QStringLiteral("file"), QDir(folder).absoluteFilePath(m_controller->lastFileName));
     }
     if (m_doneResult < 0 || m_failReason >= 0) {

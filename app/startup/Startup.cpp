@@ -13,6 +13,7 @@
 #include "ObsoleteFiles.h"
 #include "QmlTypes.h"
 #include "QtSingleApplication.h"
+#include "SettingsKeys.h"
 #include "SettingsManager.h"
 #include "SleepWatcher.h"
 #include "StartOptions.h"
@@ -124,10 +125,10 @@ int refuseBadRecordingRequest(const StartOptions& options)
 void setCrashReportUser(SettingsManager* settings)
 {
     CrashReport::removeUser();
-    const QString password = settings->readSettingStr(QStringLiteral("password"));
+    const QString password = settings->readSettingStr(SettingsKey::password);
     QVariantMap user;
     user.insert(QStringLiteral("id"), password.isEmpty() ? machineId() : password);
-    user.insert(QStringLiteral("username"), settings->readSettingStr(QStringLiteral("login")));
+    user.insert(QStringLiteral("username"), settings->readSettingStr(SettingsKey::login));
     user.insert(QStringLiteral("machine_id"), machineId());
     CrashReport::setUser(user);
 }
@@ -150,7 +151,7 @@ int runController(QtSingleApplication* app, const StartOptions& options)
     controller.readFromConfig();
     setCrashReportUser(settings);
 
-    if (!openDatabase(settings->readSettingStr(QStringLiteral("settings_path"))))
+    if (!openDatabase(settings->readSettingStr(SettingsKey::settings_path)))
         return 1;
 
     QTimer::singleShot(2000, FvUpdater::sharedUpdater(), &FvUpdater::CheckForUpdatesSilent);
