@@ -15,6 +15,6 @@ bool MovingPicture::start(QSize size)
                             QString("testsrc2=size=%1x%2:rate=25").arg(size.width()).arg(size.height())});
     if (!player.waitForStarted(5000))
         return false;
-    QTest::qWait(2000);
+    QTest::qWait(1500);
     return player.state() == QProcess::Running;
 }

@@ -116,7 +116,7 @@ inline bool writeToneWav(const QString& path, double frequency, double seconds)
     return QProcess::execute("ffmpeg",
                              {"-v", "error", "-y", "-f", "lavfi", "-i",
                               QString("sine=frequency=%1:sample_rate=44100:duration=%2").arg(frequency).arg(seconds),
-                              "-af", "volume=4", "-ac", "2", "-c:a", "pcm_s16le", path})
+                              "-af", "volume=4,pan=stereo|c0=c0|c1=c0", "-c:a", "pcm_s16le", path})
            == 0;
 }
 
