@@ -6,7 +6,8 @@
 // the recorder enters them, and the queue driven run by run as the
 // controller's tick drives it. Rows are checked with the sqlite3 tool.
 
-#include "../service/ServiceProcess.h"
+#include "ServiceProcess.h"
+#include "TestTools.h"
 
 #include "MediaDatabase.h"
 #include "SettingsManager.h"
@@ -16,13 +17,7 @@
 
 #include <QCoreApplication>
 #include <QDir>
-#include <QElapsedTimer>
 #include <QFile>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
-#include <QProcess>
-#include <QRandomGenerator>
 #include <QSignalSpy>
 #include <QSqlQuery>
 #include <QTemporaryDir>
@@ -51,15 +46,6 @@ public:
         return {};
     }
 };
-
-inline QByteArray randomBytes(qsizetype size, quint32 seed)
-{
-    QRandomGenerator gen(seed);
-    QByteArray data(size, Qt::Uninitialized);
-    for (char& c : data)
-        c = static_cast<char>(gen.bounded(256));
-    return data;
-}
 
 class UploadBench
 {
@@ -130,7 +116,7 @@ public:
         qputenv("ORLUNE_SERVICE_URL", service->url("/").toUtf8());
     }
 
-    void arm(const QString& query) { QCOMPARE(service->post("/admin/fault?" + query, {}).status, 200); }
+    void arm(const QString& query) { QVERIFY(service->arm(query)); }
 
     // One run, as one tick starts it: every report it gives, the trailing ones included.
     QList<int> runOnce(int timeoutMs = 30000)
@@ -232,15 +218,7 @@ public:
         return SettingsManager::instance()->readSettingStr("settings_path") + "/orlune.sqlite";
     }
 
-    // Rows of a statement as the sqlite3 tool prints them, columns split by '|'.
-    QStringList rows(const QString& statement) const
-    {
-        QProcess p;
-        p.start("sqlite3", {"-batch", databaseFile(), statement});
-        p.waitForFinished(30000);
-        const QString out = QString::fromUtf8(p.readAllStandardOutput()).trimmed();
-        return out.isEmpty() ? QStringList() : out.split('\n');
-    }
+    QStringList rows(const QString& statement) const { return sqliteRowsOf(databaseFile(), statement); }
 
     // file_uploaded|file_preview_uploaded|file_finalized|file_size|file_toupload of one file.
     QString fileState(quint32 id) const
@@ -261,14 +239,7 @@ public:
         return marks;
     }
 
-    QJsonObject serverFile(quint32 id) const
-    {
-        const auto list = QJsonDocument::fromJson(service->get("/admin/files").body).array();
-        for (const auto& v : list)
-            if (v.toObject().value("file_id").toVariant().toUInt() == id)
-                return v.toObject();
-        return {};
-    }
+    QJsonObject serverFile(quint32 id) const { return service->file(id); }
 
     // The short link through the queue, then the file behind it over HTTP.
     QByteArray downloadThroughShortLink(quint32 id, const QString& suffix = {})
@@ -282,5 +253,5 @@ public:
         return reply.status == 200 ? reply.body : QByteArray("status ") + QByteArray::number(reply.status);
     }
 
-    QJsonArray requests() const { return QJsonDocument::fromJson(service->get("/admin/requests").body).array(); }
+    QJsonArray requests() const { return service->requests(); }
 };

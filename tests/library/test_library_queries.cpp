@@ -5,7 +5,7 @@
 #include "FilesTable.h"
 #include "MediaDatabase.h"
 #include "SegmentsTable.h"
-#include "SqliteTool.h"
+#include "TestTools.h"
 
 #include <QTemporaryDir>
 #include <QtTest>

@@ -1,8 +1,9 @@
 // Damaged and foreign files: the removal question, garbage and truncated
 // files, and a folder that cannot hold the database.
 #include "DatabaseDialogs.h"
+#include "LogCapture.h"
 #include "MediaDatabase.h"
-#include "SqliteTool.h"
+#include "TestTools.h"
 
 #include <QDir>
 #include <QRandomGenerator>
@@ -75,9 +76,9 @@ private slots:
         QVERIFY(openDatabase(settingsPath()));
 
         QCOMPARE(questionsAsked, 1);
-        QCOMPARE(log.count("[SQL]: have SQL tables"), 1);
+        QCOMPARE(log.lineCount("[SQL]: have SQL tables"), 1);
         // The second column is still tried after the first one failed.
-        QCOMPARE(log.count("[SQL]: SQL table upgrade failed"), 2);
+        QCOMPARE(log.lineCount("[SQL]: SQL table upgrade failed"), 2);
         QVERIFY(!log.contains("[SQL]: remove database"));
         QCOMPARE(sqliteUserVersion(dbFile()), 58);
         QCOMPARE(sqliteTool(dbFile(), "SELECT type FROM sqlite_master WHERE name='files'"), QString("view"));
@@ -93,8 +94,8 @@ private slots:
         QVERIFY(openDatabase(settingsPath()));
 
         QCOMPARE(questionsAsked, 1);
-        QCOMPARE(log.count("[SQL]: remove database"), 1);
-        QCOMPARE(log.count("[SQL]: corrupted sqlite file"), 1);
+        QCOMPARE(log.lineCount("[SQL]: remove database"), 1);
+        QCOMPARE(log.lineCount("[SQL]: corrupted sqlite file"), 1);
         QCOMPARE(sqliteUserVersion(dbFile()), 58);
         QCOMPARE(sqliteTool(dbFile(), "SELECT type FROM sqlite_master WHERE name='files'"), QString("table"));
         QCOMPARE(sqliteTool(dbFile(), "SELECT count(*) FROM sqlite_master WHERE name='files_store'"), QString("0"));

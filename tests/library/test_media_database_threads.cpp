@@ -1,6 +1,7 @@
 // One connection per thread, all on the same file.
+#include "LogCapture.h"
 #include "MediaDatabase.h"
-#include "SqliteTool.h"
+#include "TestTools.h"
 
 #include <QSqlError>
 #include <QSqlQuery>

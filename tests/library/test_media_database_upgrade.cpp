@@ -1,7 +1,8 @@
 // The version chain of the library file, checked from outside with sqlite3.
+#include "LogCapture.h"
 #include "MediaDatabase.h"
 #include "SqlText.h"
-#include "SqliteTool.h"
+#include "TestTools.h"
 
 #include <QDir>
 #include <QSqlQuery>
@@ -116,11 +117,11 @@ private slots:
         checkCurrentLayout();
         QVERIFY(!QDir(settingsPath() + "/cache").exists());
         QVERIFY(!QDir(settingsPath() + "/QtWebEngine").exists());
-        QCOMPARE(log.count("[SQL]: corrupted sqlite file"), 1);
+        QCOMPARE(log.lineCount("[SQL]: corrupted sqlite file"), 1);
         // Both tables were created, which is what these two lines report.
-        QCOMPARE(log.count("[SQL]: segments table creation failed"), 1);
-        QCOMPARE(log.count("[SQL]: files table creation failed"), 1);
-        QCOMPARE(log.count("[SQL]: upgrade sqlite database"), 1);
+        QCOMPARE(log.lineCount("[SQL]: segments table creation failed"), 1);
+        QCOMPARE(log.lineCount("[SQL]: files table creation failed"), 1);
+        QCOMPARE(log.lineCount("[SQL]: upgrade sqlite database"), 1);
         QVERIFY(log.contains("[SQL]: upgrade sqlite database  58"));
         QVERIFY(!log.contains("moving data"));
     }
@@ -142,9 +143,9 @@ private slots:
         QVERIFY(openDatabase(settingsPath()));
 
         checkCurrentLayout();
-        QCOMPARE(log.count("[SQL]: have SQL tables"), 1);
-        QCOMPARE(log.count("[SQL]: adding file_uploadkey to files"), 1);
-        QCOMPARE(log.count("[SQL]: adding file_preview_uploaded to files"), 1);
+        QCOMPARE(log.lineCount("[SQL]: have SQL tables"), 1);
+        QCOMPARE(log.lineCount("[SQL]: adding file_uploadkey to files"), 1);
+        QCOMPARE(log.lineCount("[SQL]: adding file_preview_uploaded to files"), 1);
         QVERIFY(!log.contains("corrupted"));
         QVERIFY(!log.contains("upgrade failed"));
         QCOMPARE(sqliteTool(dbFile(), "SELECT file_name, file_id, file_size, file_uploadkey IS NULL, "
@@ -221,7 +222,7 @@ private slots:
         QVERIFY(openDatabase(settingsPath()));
 
         QCOMPARE(sqliteUserVersion(dbFile()), 58);
-        QCOMPARE(log.count("[SQL]: moving data to new files table failed!"), 1);
+        QCOMPARE(log.lineCount("[SQL]: moving data to new files table failed!"), 1);
         QVERIFY(!log.contains("moving data to new segments table failed!"));
         QCOMPARE(sqliteTool(dbFile(), "SELECT count(*) FROM sqlite_master WHERE name LIKE '%_rename'"), QString("0"));
         QCOMPARE(columnTypes(dbFile(), "segments").at(1), QString("seg_pos:unsigned long"));

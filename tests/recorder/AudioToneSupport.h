@@ -15,7 +15,6 @@
 #include <QString>
 #include <QStringList>
 #include <QTest>
-#include <QtEndian>
 #include <cmath>
 #include <cstdint>
 #include <vector>
@@ -110,41 +109,15 @@ inline std::vector<float> decodeFileSound(const QString& path, int rate = 44100)
     return samples;
 }
 
-// Writes a 16-bit stereo WAV file holding a sine of `frequency` at `amplitude`.
-inline bool writeToneWav(const QString& path, double frequency, double seconds, double amplitude = 0.5,
-                         int rate = 44100)
+// Writes a 16-bit stereo WAV file holding a sine of `frequency` at half scale
+// (lavfi's sine has an amplitude of 1/8).
+inline bool writeToneWav(const QString& path, double frequency, double seconds)
 {
-    const int channels = 2;
-    const quint32 frames = quint32(seconds * rate);
-    const quint32 dataBytes = frames * channels * 2;
-    QByteArray wav;
-    auto put32 = [&wav](quint32 v) {
-        v = qToLittleEndian(v);
-        wav.append(reinterpret_cast<const char*>(&v), 4);
-    };
-    auto put16 = [&wav](quint16 v) {
-        v = qToLittleEndian(v);
-        wav.append(reinterpret_cast<const char*>(&v), 2);
-    };
-    wav.append("RIFF");
-    put32(36 + dataBytes);
-    wav.append("WAVEfmt ");
-    put32(16);
-    put16(1);
-    put16(channels);
-    put32(rate);
-    put32(rate * channels * 2);
-    put16(channels * 2);
-    put16(16);
-    wav.append("data");
-    put32(dataBytes);
-    for (quint32 i = 0; i < frames; ++i) {
-        const qint16 v = qint16(std::lround(amplitude * 32767 * std::sin(2 * M_PI * frequency * i / rate)));
-        for (int c = 0; c < channels; ++c)
-            put16(quint16(v));
-    }
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(wav) == wav.size();
+    return QProcess::execute("ffmpeg",
+                             {"-v", "error", "-y", "-f", "lavfi", "-i",
+                              QString("sine=frequency=%1:sample_rate=44100:duration=%2").arg(frequency).arg(seconds),
+                              "-af", "volume=4,pan=stereo|c0=c0|c1=c0", "-c:a", "pcm_s16le", path})
+           == 0;
 }
 
 // Plays a WAV file into the sound server (the default sink unless named) for

@@ -1,7 +1,7 @@
 #pragma once
 
 // Shared pieces of the recording session tests: a session wired to an event
-// log, and the outside tools (sqlite3, ffprobe) that check what it wrote.
+// log, the lavfi test sources, and a database in a folder of its own.
 
 #include "MediaDatabase.h"
 #include "TestTools.h"
@@ -11,6 +11,8 @@
 #include <QProcess>
 #include <QStringList>
 #include <QTemporaryDir>
+#include <QTest>
+#include <functional>
 
 // Test sources of the lavfi device, paced to real time by the workers.
 inline const char* const kTestVideo = "lavfi:testsrc2=size=640x360:rate=25";
@@ -39,6 +41,21 @@ public:
         return false;
     }
 
+    // Starts the session, runs `during` once it has started, stops it and
+    // waits for its end; the events seen ("no start" or "no end" on a hang).
+    QStringList run(ffmpegMux& session, const std::function<void()>& during)
+    {
+        session.start();
+        if (!QTest::qWaitFor([&] { return has("started:0") || finished(); }, 15000) || !has("started:0"))
+            return events << "no start";
+        during();
+        session.running = 0;
+        if (!QTest::qWaitFor([&] { return finished(); }, 30000) || !session.wait(10000))
+            return events << "no end";
+        QTest::qWait(300); // the signals still queued to this thread
+        return events;
+    }
+
     QStringList events;
 };
 
@@ -49,9 +66,3 @@ struct TestLibrary
     bool open() { return dir.isValid() && openDatabase(dir.path()); }
     QString databasePath() const { return dir.path() + "/orlune.sqlite"; }
 };
-
-// Rows of a query by the sqlite3 tool, one string per row, columns split by '|'.
-inline QStringList sqliteRows(const QString& databasePath, const QString& query)
-{
-    return sqliteRowsOf(databasePath, query);
-}

@@ -1,9 +1,10 @@
 #pragma once
 
 // Shared pieces of the worker thread tests: a receiver for encoded packets,
-// the orderly stop of a worker, and ffprobe on what the encoders made.
+// the orderly stop of a worker, and an output that only carries streams.
 
 #include "FFmpegResources.h"
+#include "TestTools.h"
 
 #include <QMutexLocker>
 #include <QObject>
@@ -52,15 +53,4 @@ inline OutputFormatContextPtr streamOnlyOutput(const char* format = "mp4")
     AVFormatContext* ctx = nullptr;
     avformat_alloc_output_context2(&ctx, nullptr, format, nullptr);
     return OutputFormatContextPtr(ctx);
-}
-
-// One value of ffprobe's flat stream report ("width", "codec_name", ...).
-inline QString probeStreamValue(const QString& path, const QString& key)
-{
-    QProcess probe;
-    probe.start("ffprobe", {"-v", "error", "-select_streams", "0", "-show_entries", "stream=" + key, "-of",
-                            "default=noprint_wrappers=1:nokey=1", path});
-    if (!probe.waitForFinished(30000) || probe.exitCode() != 0)
-        return QString();
-    return QString::fromUtf8(probe.readAllStandardOutput()).trimmed();
 }

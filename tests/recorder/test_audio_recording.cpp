@@ -91,21 +91,15 @@ QString TestAudioRecording::record(const QString& name, const char* mic, int sec
         setUp(coder);
     coder.setInputOutput(kTestVideo, mic, name, 0, library.dir.path(), 0);
     coder.setCaptureParams(0, 0, 640, 360);
-    coder.start();
-    if (!QTest::qWaitFor([&] { return session.has("started:0") || session.finished(); }, 15000)
-        || !session.has("started:0"))
-        return QString();
-    QTest::qWait(seconds * 500);
-    if (midway)
-        midway(coder);
-    QTest::qWait(seconds * 500);
-    coder.running = 0;
-    if (!QTest::qWaitFor([&] { return session.finished(); }, 30000) || !coder.wait(10000))
-        return QString();
-    QTest::qWait(300);
-    if (session.events != QStringList({"started:0", "done:0"}))
-        qWarning() << "session events:" << session.events;
-    return library.dir.path() + "/" + name;
+    const QStringList events = session.run(coder, [&] {
+        QTest::qWait(seconds * 500);
+        if (midway)
+            midway(coder);
+        QTest::qWait(seconds * 500);
+    });
+    if (events != QStringList({"started:0", "done:0"}))
+        qWarning() << "session events:" << events;
+    return events.contains("done:0") ? library.dir.path() + "/" + name : QString();
 }
 
 void TestAudioRecording::recordsBothTones()
@@ -182,7 +176,7 @@ void TestAudioRecording::microphoneRemovedMidRecording()
     QVERIFY(!path.isEmpty());
     QVERIFY(popups.isEmpty());
     const QStringList rows =
-        sqliteRows(library.databasePath(), "SELECT file_finalized FROM files WHERE file_name='unplugged.mp4';");
+        sqliteRowsOf(library.databasePath(), "SELECT file_finalized FROM files WHERE file_name='unplugged.mp4';");
     QCOMPARE(rows, QStringList({"true"}));
     // Complete and playable: both streams, and the whole file decodes without an error.
     const QString codecs =

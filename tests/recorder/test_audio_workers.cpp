@@ -33,7 +33,6 @@ private slots:
     void missingSourceFallsBackToSilence();
     void readsSoundServerSource();
     void mixesOneAndTwoInputs();
-    void mixerGraphNamesItsEnds();
     void mixerEncodesBlocksOf1024();
     void otherOpenErrorsAreReturned();
     void systemSoundReadsMonitor();
@@ -279,28 +278,6 @@ void TestAudioWorkers::silencePlayerReportsStarted()
     QCOMPARE(silence.started, 0);
     silence.freeUnused();
     QVERIFY(!silence.deviceOpen);
-}
-
-void TestAudioWorkers::mixerGraphNamesItsEnds()
-{
-    // Five filters per input chain, then the mix: the sink is numbered 10 for
-    // one input and 15 for two. A mix of no inputs is refused by the library.
-    const AudioParams out = recordingAudioOut();
-    AudioParams in[2] = {out, out};
-    in[1].channels = 1;
-    in[1].channelLayout = 0; // default layout for the channel count
-    QVERIFY(ffmpegAudioMixEnc().init_audio_filters(nullptr, 0, out) < 0);
-    for (int count = 1; count <= 2; ++count) {
-        ffmpegAudioMixEnc mix;
-        QCOMPARE(mix.init_audio_filters(in, count, out), 0);
-        QCOMPARE(QByteArray(mix.sinkContext->name), "Parsed_abuffersink_" + QByteArray::number((count + 1) * 5));
-        QCOMPARE(QByteArray(mix.sourceContexts[0]->name), QByteArray("Parsed_abuffer_0"));
-        QCOMPARE(mix.sourceContexts[1] ? QByteArray(mix.sourceContexts[1]->name) : QByteArray(),
-                 count == 2 ? QByteArray("Parsed_abuffer_5") : QByteArray());
-        QVERIFY(avfilter_graph_get_filter(mix.filterGraph.get(), "Parsed_amix_" + QByteArray::number(count * 5)));
-        mix.freeUnused();
-        QVERIFY(!mix.sinkContext && !mix.filterGraph);
-    }
 }
 
 void TestAudioWorkers::mixerEncodesBlocksOf1024()

@@ -110,10 +110,10 @@ void TestFfmpegMux::writePacketEntersOnlyWrittenBytes()
     QCOMPARE(outputState.segmentNumber, quint32(2));
     // The rows exist only for bytes already on disk: read while the file is still open.
     QCOMPARE(QFileInfo(outputState.path).size(), qint64(150));
-    QCOMPARE(
-        sqliteRows(library.databasePath(),
-                   QString("SELECT seg_id, seg_pos, seg_size FROM segments WHERE file_id=%1 ORDER BY seg_id;").arg(id)),
-        QStringList({"0|0|100", "1|100|50"}));
+    QCOMPARE(sqliteRowsOf(
+                 library.databasePath(),
+                 QString("SELECT seg_id, seg_pos, seg_size FROM segments WHERE file_id=%1 ORDER BY seg_id;").arg(id)),
+             QStringList({"0|0|100", "1|100|50"}));
 
     // Without an owning session the bytes land but no row is made.
     outputState.session = nullptr;
@@ -134,15 +134,7 @@ void TestFfmpegMux::recordsSegmentedFileAndFinalizesRow()
     const QString name = "bob's demo.mp4";
     coder.setInputOutput(kTestVideo, kTestMic, name, 0, library.dir.path(), 1);
     coder.setCaptureParams(0, 0, 640, 360);
-    coder.start();
-
-    QTRY_VERIFY_WITH_TIMEOUT(session.has("started:0"), 15000);
-    QTest::qWait(7000);
-    coder.running = 0;
-    QTRY_VERIFY_WITH_TIMEOUT(session.finished(), 30000);
-    QVERIFY(coder.wait(10000));
-    QTest::qWait(300);
-    QCOMPARE(session.events, QStringList({"started:0", "done:0"}));
+    QCOMPARE(session.run(coder, [] { QTest::qWait(7000); }), QStringList({"started:0", "done:0"}));
 
     const QString path = library.dir.path() + "/" + name;
     const qint64 fileSize = QFileInfo(path).size();
@@ -160,27 +152,23 @@ void TestFfmpegMux::recordsSegmentedFileAndFinalizesRow()
 
     const QString id = QString::number(coder.fileId);
     QVERIFY(coder.fileId != 0);
-    const QStringList segments =
-        sqliteRows(library.databasePath(), "SELECT seg_id, seg_pos, seg_size, seg_uploaded FROM segments WHERE file_id="
-                                               + id + " ORDER BY seg_id;");
+    // Numbered from 0, each starting where the one before ended, none sent yet.
+    const QStringList segments = sqliteRowsOf(
+        library.databasePath(),
+        "SELECT seg_id, seg_pos, seg_size, seg_uploaded FROM segments WHERE file_id=" + id + " ORDER BY seg_id;");
     QVERIFY2(segments.size() >= 2, qPrintable(segments.join(';')));
-    qint64 expectedPosition = 0;
+    qint64 position = 0;
     for (int i = 0; i < segments.size(); ++i) {
-        const QStringList columns = segments[i].split('|');
-        QCOMPARE(columns.size(), 4);
-        QCOMPARE(columns[0].toInt(), i);
-        QCOMPARE(columns[1].toLongLong(), expectedPosition);
-        QVERIFY(columns[2].toLongLong() > 0);
-        QCOMPARE(columns[3], QString("false"));
-        expectedPosition += columns[2].toLongLong();
+        QCOMPARE(segments[i], QString("%1|%2|%3|false").arg(i).arg(position).arg(segments[i].section('|', 2, 2)));
+        position += segments[i].section('|', 2, 2).toLongLong();
     }
-    QCOMPARE(expectedPosition, fileSize);
+    QCOMPARE(position, fileSize);
 
     const QStringList rows =
-        sqliteRows(library.databasePath(), "SELECT file_name, file_finalized, file_size, file_segments_count, "
-                                           "file_pseudoname, file_toupload, file_preview, file_preview_gif, "
-                                           "file_duration FROM files WHERE file_id="
-                                               + id + ";");
+        sqliteRowsOf(library.databasePath(), "SELECT file_name, file_finalized, file_size, file_segments_count, "
+                                             "file_pseudoname, file_toupload, file_preview, file_preview_gif, "
+                                             "file_duration FROM files WHERE file_id="
+                                                 + id + ";");
     QCOMPARE(rows.size(), 1);
     const QStringList row = rows[0].split('|');
     QCOMPARE(row.size(), 9);
@@ -204,16 +192,9 @@ void TestFfmpegMux::missingMicrophoneIsReplacedBySilence()
     coder.disableSys = true;
     coder.setInputOutput(kTestVideo, "audio=orlune_no_such_source", "nomic.mp4", 0, library.dir.path(), 0);
     coder.setCaptureParams(0, 0, 640, 360);
-    coder.start();
-
     // The user hears of the microphone, and the recording runs on silence.
-    QTRY_VERIFY_WITH_TIMEOUT(session.has("started:0"), 15000);
+    QCOMPARE(session.run(coder, [] {}), QStringList({"started:0", "done:0"}));
     QCOMPARE(popups, QList<int>({0}));
-    coder.running = 0;
-    QTRY_VERIFY_WITH_TIMEOUT(session.finished(), 30000);
-    QVERIFY(coder.wait(10000));
-    QTest::qWait(300);
-    QCOMPARE(session.events, QStringList({"started:0", "done:0"}));
 }
 
 void TestFfmpegMux::silentMicrophoneEndsAfterSourceWait()
@@ -235,8 +216,8 @@ void TestFfmpegMux::silentMicrophoneEndsAfterSourceWait()
     // The end came from the source wait of about 3 seconds.
     QVERIFY2(clock.elapsed() >= 3000, qPrintable(QString::number(clock.elapsed())));
     // The file was opened before the wait, so its row is closed like any other.
-    const QStringList rows = sqliteRows(library.databasePath(), "SELECT file_finalized FROM files WHERE file_id="
-                                                                    + QString::number(coder.fileId) + ";");
+    const QStringList rows = sqliteRowsOf(library.databasePath(), "SELECT file_finalized FROM files WHERE file_id="
+                                                                      + QString::number(coder.fileId) + ";");
     QCOMPARE(rows, QStringList({"true"}));
 }
 

@@ -4,6 +4,7 @@
 // by their decoded pixels (the highlight and the click ring), the previews,
 // a region running off the screen, and a display that goes away mid-capture.
 
+#include "MovingPicture.h"
 #include "MuxTestSupport.h"
 #include "PointerProbe_x11.h"
 #include "WorkerTestSupport.h"
@@ -129,7 +130,6 @@ class TestScreenCapture : public QObject
 
 private slots:
     void initTestCase();
-    void cleanupTestCase();
     void cleanup();
     void pointerProbeReadsPositionAndButtons();
     void recordsRegionWithHighlightAndPreviews();
@@ -145,7 +145,7 @@ private:
     QString outputPath(const QString& name) const { return library.dir.path() + "/" + name; }
 
     TestLibrary library;
-    QProcess player;
+    MovingPicture picture;
     QByteArray display;
     QSize screen;
 };
@@ -159,17 +159,7 @@ void TestScreenCapture::initTestCase()
     screen = QGuiApplication::primaryScreen()->geometry().size();
     QVERIFY(library.open());
 
-    player.start("ffplay", {"-loglevel", "quiet", "-noborder", "-left", "0", "-top", "0", "-f", "lavfi",
-                            "testsrc2=size=640x480:rate=25"});
-    QVERIFY(player.waitForStarted(5000));
-    QTest::qWait(1500);
-    QCOMPARE(player.state(), QProcess::Running);
-}
-
-void TestScreenCapture::cleanupTestCase()
-{
-    player.kill();
-    player.waitForFinished(5000);
+    QVERIFY(picture.start(QSize(640, 480)));
 }
 
 void TestScreenCapture::cleanup()
@@ -187,14 +177,7 @@ void TestScreenCapture::record(const QString& name, const QRect& region, bool hi
     coder.highlightMouse = highlight;
     coder.setInputOutput(display.constData(), kTestMic, name, 0, library.dir.path(), 1);
     coder.setCaptureParams(region.x(), region.y(), region.width(), region.height());
-    coder.start();
-    QTRY_VERIFY_WITH_TIMEOUT(session.has("started:0"), 15000);
-    during();
-    coder.running = 0;
-    QTRY_VERIFY_WITH_TIMEOUT(session.finished(), 30000);
-    QVERIFY(coder.wait(10000));
-    QTest::qWait(300);
-    QCOMPARE(session.events, QStringList({"started:0", "done:0"}));
+    QCOMPARE(session.run(coder, during), QStringList({"started:0", "done:0"}));
 }
 
 void TestScreenCapture::pointerProbeReadsPositionAndButtons()

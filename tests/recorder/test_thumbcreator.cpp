@@ -1,7 +1,7 @@
 // The preview creator fed the way the capture thread feeds it: real decoded
 // frames of a lavfi test source, every fifth frame from the fifteenth on.
 
-#include "GifTestReader.h"
+#include "TestTools.h"
 #include "ffThumbCreator.h"
 
 #include <QElapsedTimer>
@@ -73,25 +73,13 @@ private:
     AVFrame* frame = nullptr;
 };
 
-bool waitFor(const std::function<bool()>& done, int ms)
-{
-    QElapsedTimer timer;
-    timer.start();
-    while (!done()) {
-        if (timer.elapsed() > ms)
-            return false;
-        QThread::msleep(5);
-    }
-    return true;
-}
-
 void startCreator(ffThumbCreator& tc, const QString& dir)
 {
     tc.dir = dir;
     tc.gifName = "rec.mp4.gif";
     tc.jpgName = "rec.mp4.jpg";
     tc.start(QThread::LowPriority);
-    QVERIFY(waitFor([&] { return tc.running == 1; }, 5000));
+    QVERIFY(waitUntil([&] { return tc.running == 1; }, 5000));
 }
 
 // Frames of pseudo-random colour noise: the worst case for the animation's size.
@@ -116,6 +104,18 @@ bool endsWithTrailer(const QString& path)
 {
     QFile f(path);
     return f.open(QIODevice::ReadOnly) && f.size() > 0 && f.readAll().endsWith(';');
+}
+
+// Frames of a GIF as Qt's decoder reads them; -1 when the file does not end with its trailer.
+int gifFrames(const QString& path)
+{
+    if (!endsWithTrailer(path))
+        return -1;
+    QImageReader reader(path, "gif");
+    int frames = 0;
+    while (reader.canRead() && !reader.read().isNull())
+        ++frames;
+    return frames;
 }
 
 } // namespace
@@ -182,7 +182,7 @@ private slots:
         QCOMPARE(still.size(), QSize(320, 180));
 
         const QString gifPath = dir().filePath("rec.mp4.gif");
-        QVERIFY(endsWithTrailer(gifPath));
+        QCOMPARE(gifFrames(gifPath), 16);
         QImageReader gif(gifPath, "gif");
         QCOMPARE(gif.size(), QSize(320, 180));
         QCOMPARE(gif.imageCount(), 16);
@@ -199,12 +199,10 @@ private slots:
                 diff += qAbs(qRed(a) - qRed(b)) + qAbs(qGreen(a) - qGreen(b)) + qAbs(qBlue(a) - qBlue(b));
             }
         QVERIFY2(diff / (320 * 180 * 3) < 20, qPrintable(QString::number(diff / (320 * 180 * 3))));
-
-        const GifTestFile parsed = GifTestReader::read(gifPath);
-        QVERIFY(parsed.wellFormed);
-        QCOMPARE(parsed.frames.size(), 16);
-        for (const GifTestFrame& f : parsed.frames)
-            QCOMPARE(f.delay, 20);
+        for (int i = 1; i < 16; ++i) {
+            QVERIFY(!gif.read().isNull());
+            QCOMPARE(gif.nextImageDelay(), 200);
+        }
     }
 
     void wrongFramesAreIgnored()
@@ -228,9 +226,7 @@ private slots:
         QCOMPARE(tc.processed, 0);
         // No frames: a GIF of no frames and no JPEG.
         QVERIFY(!QFile::exists(dir().filePath("rec.mp4.jpg")));
-        const GifTestFile parsed = GifTestReader::read(dir().filePath("rec.mp4.gif"));
-        QVERIFY(parsed.wellFormed);
-        QCOMPARE(parsed.frames.size(), 0);
+        QCOMPARE(gifFrames(dir().filePath("rec.mp4.gif")), 0);
     }
 
     void animationIsCappedInSize()
@@ -243,7 +239,7 @@ private slots:
             tc->passFrameToThumbCreator(f);
             av_frame_free(&f);
             if (i == 0)
-                QVERIFY(waitFor([&] { return tc->processed == 1; }, 10000));
+                QVERIFY(waitUntil([&] { return tc->processed == 1; }, 10000));
         }
         tc->finish();
         QVERIFY(tc->wait(60000));
@@ -256,8 +252,7 @@ private slots:
         QVERIFY2(size > ffThumbCreator::kMaxGifBytes, qPrintable(QString::number(size)));
         // It stops at the first frame that crosses the limit.
         QVERIFY(size - qint64(size / processed) <= ffThumbCreator::kMaxGifBytes);
-        QVERIFY(endsWithTrailer(gifPath));
-        QCOMPARE(GifTestReader::read(gifPath).frames.size(), processed);
+        QCOMPARE(gifFrames(gifPath), processed);
         QVERIFY(QFile::exists(dir().filePath("rec.mp4.jpg")));
     }
 
@@ -268,15 +263,12 @@ private slots:
         auto* tc = new ffThumbCreator(nullptr, 15, src.width(), src.height(), src.format());
         startCreator(*tc, dir().path());
         tc->passFrameToThumbCreator(src.next());
-        QVERIFY(waitFor([&] { return tc->processed == 1; }, 10000));
+        QVERIFY(waitUntil([&] { return tc->processed == 1; }, 10000));
         tc->passFrameToThumbCreator(src.next());
         delete tc; // deleted before anyone asked it to finish
 
         const QString gifPath = dir().filePath("rec.mp4.gif");
-        QVERIFY(endsWithTrailer(gifPath));
-        const GifTestFile parsed = GifTestReader::read(gifPath);
-        QVERIFY(parsed.wellFormed);
-        QVERIFY(parsed.frames.size() >= 1);
+        QVERIFY(gifFrames(gifPath) >= 1);
         QCOMPARE(QImageReader(dir().filePath("rec.mp4.jpg")).size(), QSize(200, 150));
     }
 
@@ -292,7 +284,7 @@ private slots:
             tc->passFrameToThumbCreator(f);
             av_frame_free(&f);
         }
-        QVERIFY(waitFor([&] { return tc->processed >= 1; }, 10000));
+        QVERIFY(waitUntil([&] { return tc->processed >= 1; }, 10000));
         delete tc;
         QVERIFY(endsWithTrailer(dir().filePath("rec.mp4.gif")));
     }
@@ -306,9 +298,9 @@ private slots:
         tc.jpgName = "rec.jpg";
         tc.dir = dir().path();
         tc.start();
-        QVERIFY(waitFor([&] { return tc.running == 1; }, 5000));
+        QVERIFY(waitUntil([&] { return tc.running == 1; }, 5000));
         tc.passFrameToThumbCreator(src.next());
-        QVERIFY(waitFor([&] { return tc.processed == 1; }, 10000));
+        QVERIFY(waitUntil([&] { return tc.processed == 1; }, 10000));
         tc.finish();
         QVERIFY(tc.wait(5000));
         QCOMPARE(QImageReader(dir().filePath("rec.jpg")).size(), QSize(160, 100));

@@ -1,6 +1,7 @@
 // The reference service as the program meets it: a separate process on a
 // loopback port, spoken to over HTTP only.
 #include "ServiceProcess.h"
+#include "TestTools.h"
 
 #include <QCryptographicHash>
 #include <QDir>
@@ -10,7 +11,6 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QNetworkReply>
-#include <QRandomGenerator>
 #include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -20,15 +20,6 @@ namespace {
 QByteArray md5(const QByteArray& data)
 {
     return QCryptographicHash::hash(data, QCryptographicHash::Md5).toHex();
-}
-
-QByteArray randomBytes(qsizetype size, quint32 seed)
-{
-    QRandomGenerator gen(seed);
-    QByteArray data(size, Qt::Uninitialized);
-    for (char& c : data)
-        c = static_cast<char>(gen.bounded(256));
-    return data;
 }
 
 } // namespace
@@ -73,13 +64,7 @@ private:
         return QUrl(service->api("get_short_url", alice, q).value("short_url")).path();
     }
 
-    QJsonArray adminFiles() { return QJsonDocument::fromJson(service->get("/admin/files").body).array(); }
-
-    void arm(const QString& query)
-    {
-        const auto r = service->post("/admin/fault?" + query, {});
-        QVERIFY2(r.status == 200, r.body.constData());
-    }
+    void arm(const QString& query) { QVERIFY2(service->arm(query), qPrintable(query)); }
 
     QTemporaryDir dataDir;
     std::unique_ptr<ServiceProcess> service;
@@ -176,7 +161,7 @@ private slots:
         r = service->get(link + "/preview");
         QVERIFY(r.body == preview);
 
-        const QJsonArray files = adminFiles();
+        const QJsonArray files = service->files();
         const auto stored = std::find_if(files.begin(), files.end(), [&](const QJsonValue& v) {
             return v.toObject().value("file_id").toDouble() == fileId;
         });
@@ -327,7 +312,7 @@ private slots:
         q.addQueryItem("file_id", QString::number(fileId));
         QCOMPARE(service->api("delete_file", alice, q).value("result"), QString("OK"));
         QCOMPARE(service->get(link).status, 404);
-        for (const auto& v : adminFiles())
+        for (const auto& v : service->files())
             QVERIFY(v.toObject().value("file_id").toDouble() != fileId);
         QVERIFY(!QFile::exists(dataDir.filePath("files/alice/3300000001.media")));
         // Asking again: nothing there, and the program may drop its request.

@@ -78,7 +78,7 @@ void TestCommandLineErrors::refusedBeforeStart()
     checkOneErrorLine(run, message);
     // The start ended before its log and its database.
     QVERIFY(logNames().isEmpty());
-    QVERIFY(!QFile::exists(orluneDataFolder() + QStringLiteral("/orlune.sqlite")));
+    QVERIFY(!QFile::exists(orluneDatabaseFile()));
 }
 
 void TestCommandLineErrors::tooSmallIsRefusedByTheController()
@@ -89,9 +89,7 @@ void TestCommandLineErrors::tooSmallIsRefusedByTheController()
     checkOneErrorLine(run, QStringLiteral("10x5 is below the smallest recordable size"));
     // The refusal came from the controller's own check, and nothing was recorded.
     QVERIFY(newestLog().contains(QStringLiteral("[AC]: select area not choosen...")));
-    QCOMPARE(
-        sqlite3(orluneDataFolder() + QStringLiteral("/orlune.sqlite"), QStringLiteral("SELECT COUNT(*) FROM files;")),
-        QStringLiteral("0"));
+    QCOMPARE(sqliteTool(orluneDatabaseFile(), QStringLiteral("SELECT COUNT(*) FROM files;")), QStringLiteral("0"));
 }
 
 void TestCommandLineErrors::sessionThatCannotStartFails()

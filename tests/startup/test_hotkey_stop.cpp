@@ -79,8 +79,8 @@ void TestHotkeyStop::altSStopsTheRecording()
     QVERIFY(QFileInfo(path).size() > 0);
     const QString database = orluneDataFolder() + "/orlune.sqlite";
     const QStringList row =
-        sqlite3(database, QString("SELECT file_finalized, file_size FROM files WHERE file_name='%1';")
-                              .arg(QFileInfo(path).fileName()))
+        sqliteTool(database, QString("SELECT file_finalized, file_size FROM files WHERE file_name='%1';")
+                                 .arg(QFileInfo(path).fileName()))
             .split('|');
     QCOMPARE(row.value(0), QString("true"));
     QCOMPARE(row.value(1).toLongLong(), QFileInfo(path).size());

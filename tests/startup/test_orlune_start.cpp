@@ -59,7 +59,7 @@ private slots:
 
     void firstStartSecondStartTermAndRestart()
     {
-        const QString db = orluneDataFolder() + QStringLiteral("/orlune.sqlite");
+        const QString db = orluneDatabaseFile();
 
         // First start in an empty home.
         auto first = std::make_unique<Orlune>();
@@ -69,7 +69,7 @@ private slots:
                      [&] {
                          firstLog = newLogSince({});
                          return reachedEventLoop(firstLog) && QFile::exists(db)
-                                && sqlite3(db, QStringLiteral("PRAGMA user_version;")) == QLatin1String("58");
+                                && sqliteTool(db, QStringLiteral("PRAGMA user_version;")) == QLatin1String("58");
                      },
                      60000),
                  "the first copy did not get ready");
@@ -109,7 +109,7 @@ private slots:
                      .isEmpty());
 
         // The library, checked with the sqlite3 tool.
-        QCOMPARE(sqlite3(db, QStringLiteral("select name from sqlite_master where type='table' order by name;"))
+        QCOMPARE(sqliteTool(db, QStringLiteral("select name from sqlite_master where type='table' order by name;"))
                      .split(QLatin1Char('\n')),
                  QStringList({"deletion_queue", "files", "segments"}));
 

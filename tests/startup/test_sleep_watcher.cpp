@@ -2,6 +2,7 @@
 // private bus daemon plays the system bus, and this test owns the logind
 // name on it.
 #include "AppController.h"
+#include "LogCapture.h"
 #include "SleepWatcher.h"
 
 #include <QDBusConnection>
@@ -11,16 +12,6 @@
 #include <QtTest>
 
 namespace {
-QStringList g_log;
-QtMessageHandler g_previous = nullptr;
-
-void collect(QtMsgType type, const QMessageLogContext& ctx, const QString& text)
-{
-    g_log << text;
-    if (g_previous)
-        g_previous(type, ctx, text);
-}
-
 QDBusMessage prepareForSleep(bool goingToSleep)
 {
     QDBusMessage m =
@@ -32,13 +23,15 @@ QDBusMessage prepareForSleep(bool goingToSleep)
 
 int count(const QString& needle)
 {
-    return g_log.filter(needle).size();
+    return LogCapture::count(needle);
 }
 } // namespace
 
 class TestSleepWatcher : public QObject
 {
     Q_OBJECT
+
+    std::unique_ptr<LogCapture> log;
 
 private slots:
     void initTestCase()
@@ -52,12 +45,12 @@ private slots:
         QVERIFY(!m_address.isEmpty());
         // Must happen before anything in this process opens the system bus.
         qputenv("DBUS_SYSTEM_BUS_ADDRESS", m_address.toUtf8());
-        g_previous = qInstallMessageHandler(collect);
+        log = std::make_unique<LogCapture>();
     }
 
     void cleanupTestCase()
     {
-        qInstallMessageHandler(g_previous);
+        log.reset();
         m_bus.kill();
         m_bus.waitForFinished(3000);
     }

@@ -1,6 +1,7 @@
 // The sweep of files older versions left behind, the start flags, and the
 // updater's clean-up of files moved aside by an update.
 #include "FvUpdater.h"
+#include "LogCapture.h"
 #include "ObsoleteFiles.h"
 #include "SettingsManager.h"
 #include "StartOptions.h"
@@ -11,13 +12,6 @@
 #include <QtTest>
 
 namespace {
-QStringList g_log;
-
-void collect(QtMsgType, const QMessageLogContext&, const QString& text)
-{
-    g_log << text;
-}
-
 void touch(const QString& path)
 {
     QDir().mkpath(QFileInfo(path).path());
@@ -36,13 +30,11 @@ class TestStartupSweep : public QObject
 {
     Q_OBJECT
 
+    std::unique_ptr<LogCapture> log;
+
 private slots:
-    void init()
-    {
-        g_log.clear();
-        qInstallMessageHandler(collect);
-    }
-    void cleanup() { qInstallMessageHandler(nullptr); }
+    void init() { log = std::make_unique<LogCapture>(); }
+    void cleanup() { log.reset(); }
 
     void listWithoutTriggerIsLeftAlone()
     {
@@ -52,7 +44,7 @@ private slots:
             fileList("[main]: removing .pdb files", {"qml/Old/first.so", "qml/Old/second.so"})};
         QVERIFY(!sweepObsoleteInstallFiles(lists, base.path()));
         QVERIFY(QFile::exists(base.filePath("qml/Old/second.so")));
-        QVERIFY(g_log.isEmpty());
+        QVERIFY(LogCapture::lines().isEmpty());
     }
 
     void triggeredListRemovesWhatExists()
@@ -67,7 +59,8 @@ private slots:
         QVERIFY(!QFile::exists(base.filePath("libavcodec.so.57")));
         QVERIFY(!QFile::exists(base.filePath("sub/libavutil.so.55")));
         QVERIFY(QFile::exists(base.filePath("keep.so")));
-        QCOMPARE(g_log, QStringList({"[main]: removing old libav*.dll files", "[DBC]: debug files removed:  2 / 3"}));
+        QCOMPARE(LogCapture::lines(),
+                 QStringList({"[main]: removing old libav*.dll files", "[DBC]: debug files removed:  2 / 3"}));
     }
 
     void entryThatCannotBeRemovedIsRenamed()
@@ -79,16 +72,18 @@ private slots:
         QVERIFY(removeObsoleteFiles({"busy.so"}, false, base.path()));
         QVERIFY(!QFile::exists(base.filePath("busy.so")));
         QVERIFY(QFile::exists(base.filePath("busy.so.oldversion/inside")));
-        QCOMPARE(g_log, QStringList({"[DBC]: failed to remove: \"busy.so\"", "[DBC]: debug files removed:  1 / 1"}));
+        QCOMPARE(LogCapture::lines(),
+                 QStringList({"[DBC]: failed to remove: \"busy.so\"", "[DBC]: debug files removed:  1 / 1"}));
 
         // When the moved-aside name is taken as well, both failures are logged,
         // the entry stays and the result says so.
-        g_log.clear();
+        LogCapture::clear();
         touch(base.filePath("busy.so/again"));
         QVERIFY(!removeObsoleteFiles({"busy.so"}, false, base.path()));
         QVERIFY(QFile::exists(base.filePath("busy.so/again")));
-        QCOMPARE(g_log, QStringList({"[DBC]: failed to remove: \"busy.so\"", "[DBC]: failed to rename: \"busy.so\"",
-                                     "[DBC]: debug files removed:  0 / 1"}));
+        QCOMPARE(LogCapture::lines(),
+                 QStringList({"[DBC]: failed to remove: \"busy.so\"", "[DBC]: failed to rename: \"busy.so\"",
+                              "[DBC]: debug files removed:  0 / 1"}));
     }
 
     void oldCopiesRemovesTheMovedAsideFiles()
@@ -122,12 +117,12 @@ private slots:
         QVERIFY(!QFile::exists(base.filePath("QtGraphicalEffects")));
         QVERIFY(!QFile::exists(base.filePath("QtMultimedia")));
         QVERIFY(QFile::exists(base.filePath("scenegraph/a.so")));
-        QVERIFY(g_log.contains("[DBC]: debug dirs removed:  2 / 2"));
+        QVERIFY(LogCapture::lines().contains("[DBC]: debug dirs removed:  2 / 2"));
 
         // Once swept, a later start finds no trigger and does nothing.
-        g_log.clear();
+        LogCapture::clear();
         QVERIFY(!sweepObsoleteInstallFiles({byDir, last}, base.path()));
-        QVERIFY(g_log.isEmpty());
+        QVERIFY(LogCapture::lines().isEmpty());
     }
 
     void shippedListsFollowTheSweepOrder()
@@ -209,10 +204,10 @@ private slots:
 
         // A second init only warns.
         FvUpdater* before = FvUpdater::sharedUpdater();
-        g_log.clear();
+        LogCapture::clear();
         FvUpdater::init(settings, settings);
         QCOMPARE(FvUpdater::sharedUpdater(), before);
-        QVERIFY(g_log.contains("[FvUpdater] Already initialized."));
+        QVERIFY(LogCapture::lines().contains("[FvUpdater] Already initialized."));
         QDir(dir).removeRecursively();
     }
 
@@ -235,9 +230,9 @@ private slots:
         QVERIFY(!QFile::exists(zip + ".metadata"));
 
         // No package at all: logged, nothing else.
-        g_log.clear();
+        LogCapture::clear();
         updater->InstallUpdateFromDownloadedFile(true);
-        QVERIFY(!g_log.filter("error opening file: ").isEmpty());
+        QVERIFY(!LogCapture::lines().filter("error opening file: ").isEmpty());
     }
 };
 

@@ -2,6 +2,8 @@
 
 #include <QByteArray>
 #include <QHash>
+#include <QJsonArray>
+#include <QJsonObject>
 #include <QMap>
 #include <QNetworkAccessManager>
 #include <QProcess>
@@ -48,6 +50,13 @@ public:
                                Reply* raw = nullptr);
     static QMap<QString, QString> parseXml(const QByteArray& xml, bool* ok = nullptr);
     static QUrlQuery credentials(const Account& account, const QString& machineId = "test-machine");
+
+    // The admin side: a fault switched on (false when refused), the stored
+    // files, one of them by id (empty when unknown), the latest requests.
+    bool arm(const QString& faultQuery);
+    QJsonArray files();
+    QJsonObject file(quint32 fileId);
+    QJsonArray requests();
 
     const QString dataDir;
 

@@ -2,6 +2,7 @@
 
 #include <QCryptographicHash>
 #include <QEventLoop>
+#include <QJsonDocument>
 #include <QNetworkReply>
 #include <QRegularExpression>
 #include <QTimer>
@@ -136,4 +137,27 @@ QMap<QString, QString> ServiceProcess::parseXml(const QByteArray& xml, bool* ok)
     if (ok)
         *ok = rootSeen && !reader.hasError();
     return map;
+}
+
+bool ServiceProcess::arm(const QString& faultQuery)
+{
+    return post("/admin/fault?" + faultQuery, {}).status == 200;
+}
+
+QJsonArray ServiceProcess::files()
+{
+    return QJsonDocument::fromJson(get("/admin/files").body).array();
+}
+
+QJsonObject ServiceProcess::file(quint32 fileId)
+{
+    for (const QJsonValue& v : files())
+        if (v.toObject().value("file_id").toVariant().toUInt() == fileId)
+            return v.toObject();
+    return {};
+}
+
+QJsonArray ServiceProcess::requests()
+{
+    return QJsonDocument::fromJson(get("/admin/requests").body).array();
 }
