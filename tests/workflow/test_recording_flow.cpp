@@ -4,7 +4,6 @@
 // files_path (checked with ffprobe and sqlite3), the encoder chosen for
 // "auto", and the microphone when the chosen one has vanished or there is none.
 #include "MicDeviceWatcher.h"
-#include "PrivateServers.h"
 #include "RecordingPort.h"
 #include "UploadQueue.h"
 #include "WorkflowTestSupport.h"
@@ -45,15 +44,7 @@ void TestRecordingFlow::initTestCase()
     log = new LogCapture();
     qputenv("ORLUNE_VIDEO_INPUT", "lavfi:testsrc2=size=640x360:rate=25");
     qunsetenv("ORLUNE_AUDIO_INPUT");
-    QVERIFY(pulse.start(QString()));
-    QVERIFY(!pulse.load("module-null-sink", {"sink_name=test_speakers", "sink_properties=device.description=Speakers"})
-                 .isEmpty());
-    micModule = pulse.load("module-sine-source", {"source_name=test_mic", "frequency=440",
-                                                  "source_properties=device.description=Microphone"});
-    QVERIFY(!micModule.isEmpty());
-    QVERIFY(openProgramDatabase());
-    SettingsManager::instance()->writeSetting("mute_audio", false);
-    controller = startController(&port);
+    QVERIFY(controller = startWithSound(pulse, micModule, &port));
 }
 
 void TestRecordingFlow::cleanupTestCase()
@@ -126,8 +117,7 @@ void TestRecordingFlow::autoCodecAndVanishedMicrophone()
     QVERIFY(controller->vcodecTest && controller->vcodecTest->wait(30000));
     QSettings().setValue("use_vcodec", "auto");
 
-    const QString second = pulse.load("module-sine-source", {"source_name=test_mic2", "frequency=880",
-                                                             "source_properties=device.description=Second"});
+    const QString second = plugMicrophone(pulse, "test_mic2", "Second");
     SettingsManager::instance()->writeSetting("audiodev", "Second");
     QTRY_COMPARE_WITH_TIMEOUT(controller->getMicsModel(), (QStringList{"Microphone", "Second"}), 3000);
     controller->updateMikeList();
