@@ -9,6 +9,7 @@
 #include "PrivateServers.h"
 #include "QHotkey.h"
 #include "QHotkeyPrivate.h"
+#include "RecordingPort.h"
 #include "SettingsManager.h"
 
 #include <QApplication>
@@ -21,6 +22,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
 
 namespace {
 
@@ -29,8 +31,8 @@ class OtherClient
 {
 public:
     OtherClient()
+        : m_connection(xcb_connect(nullptr, nullptr))
     {
-        m_connection = xcb_connect(nullptr, nullptr);
         m_root = xcb_setup_roots_iterator(xcb_get_setup(m_connection)).data->root;
     }
     ~OtherClient() { xcb_disconnect(m_connection); }
@@ -51,17 +53,16 @@ public:
         free(xcb_get_input_focus_reply(m_connection, xcb_get_input_focus(m_connection), nullptr));
     }
     // Whether the key is free: a grab succeeds (and is let go again).
-    bool canGrab(quint32 key, quint32 modifiers)
+    bool canGrab(const QHotkey::NativeShortcut& native, quint32 more = 0)
     {
-        if (!grab(key, modifiers))
+        if (!grab(native.key, native.modifier | more))
             return false;
-        ungrab(key, modifiers);
+        ungrab(native.key, native.modifier | more);
         return true;
     }
     bool numLockOn()
     {
-        xcb_query_pointer_reply_t* reply =
-            xcb_query_pointer_reply(m_connection, xcb_query_pointer(m_connection, m_root), nullptr);
+        auto* reply = xcb_query_pointer_reply(m_connection, xcb_query_pointer(m_connection, m_root), nullptr);
         const bool on = reply && (reply->mask & XCB_MOD_MASK_2);
         free(reply);
         return on;
@@ -77,11 +78,16 @@ void xdotool(const QStringList& args)
     QProcess::execute("xdotool", args);
 }
 
-QVariant storedValue(const QString& key)
+QVariant stored(const QString& key)
 {
     const QString file =
         QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) + "/Halvenmoor/orlune.conf";
-    return QSettings(file, QSettings::NativeFormat).value(key);
+    return QSettings(file, QSettings::NativeFormat).value("startstop_" + key);
+}
+
+QHotkey::NativeShortcut nativeOf(const QKeySequence& keys)
+{
+    return QHotkey(keys).currentNativeShortcut();
 }
 
 } // namespace
@@ -90,264 +96,222 @@ class TestHotkeys : public QObject
 {
     Q_OBJECT
 
-private slots:
-    void initTestCase();
-    void cleanupTestCase();
-    void keyToStringShowsPendingModifiers();
-    void heldKeyActivatesOnceAndReleasesOnce();
-    void numLockDoesNotHideTheKey();
-    void twoHotkeysOnOneShortcutShareOneGrab();
-    void unmappableShortcut();
-    void controllerStoresAndRestoresTheShortcut();
-    void controllerKeepsTextOfUnmappableShortcut();
-    void controllerWithStoredPairThatCannotBeGrabbed();
-    void controllerWhenAnotherProgramHoldsTheKey();
-    void editingIgnoresTheHotkey();
-    void hotkeyOpensSelectionAndEscapeClosesIt();
-
-private:
-    LogCapture* log = nullptr;
+    std::optional<LogCapture> log; // made once the test library has installed its own handler
+    OtherClient other;
+    RecordingPort port;
     AppController* controller = nullptr;
-    OtherClient* other = nullptr;
+
+    bool registered() const { return controller->startStopHotkey->isRegistered(); }
+
+private slots:
+    void initTestCase()
+    {
+        log.emplace();
+        QCoreApplication::setOrganizationName("Halvenmoor");
+        QCoreApplication::setApplicationName("orlune");
+        QVERIFY(QHotkeyPrivate::instance());
+    }
+
+    void cleanupTestCase() { delete controller; }
+
+    void keyToStringShowsPendingModifiers()
+    {
+        KeySequence keys;
+        QCOMPARE(keys.keyToString(Qt::Key_Control, Qt::ControlModifier), QString("Ctrl+..."));
+        QCOMPARE(keys.keyToString(Qt::Key_unknown, int(Qt::ControlModifier | Qt::ShiftModifier)),
+                 QString("Ctrl+Shift+..."));
+        QCOMPARE(keys.keyToString(Qt::Key_S, Qt::AltModifier), QString("Alt+S"));
+        QVERIFY(keys.isKeyUnknown(Qt::Key_unknown) && !keys.isKeyUnknown(Qt::Key_S));
+    }
+
+    // A held key activates once and releases once, also with Num Lock on.
+    void heldKeyAndNumLock()
+    {
+        QHotkey hotkey(QKeySequence("Ctrl+Alt+H"), true);
+        QVERIFY(hotkey.isRegistered());
+        QSignalSpy activated(&hotkey, &QHotkey::activated);
+        QSignalSpy released(&hotkey, &QHotkey::released);
+        xdotool({"keydown", "ctrl+alt+h", "sleep", "0.8"});
+        QTRY_COMPARE_WITH_TIMEOUT(activated.count(), 1, 3000);
+        QCOMPARE(released.count(), 0); // still held
+        xdotool({"keyup", "ctrl+alt+h"});
+        QTRY_COMPARE_WITH_TIMEOUT(released.count(), 1, 2000);
+        QTest::qWait(200);
+        QCOMPARE(activated.count(), 1);
+        QCOMPARE(released.count(), 1);
+
+        xdotool({"key", "Num_Lock"});
+        QTRY_VERIFY_WITH_TIMEOUT(other.numLockOn(), 2000);
+        xdotool({"key", "ctrl+alt+h"});
+        QTRY_COMPARE_WITH_TIMEOUT(activated.count(), 2, 3000);
+        xdotool({"key", "Num_Lock"});
+        QTRY_VERIFY_WITH_TIMEOUT(!other.numLockOn(), 2000);
+    }
+
+    void twoHotkeysOnOneShortcutShareOneGrab()
+    {
+        QHotkeyPrivate* registry = QHotkeyPrivate::instance();
+        auto* first = new QHotkey(QKeySequence("Ctrl+Alt+G"), true);
+        auto* second = new QHotkey(QKeySequence("Ctrl+Alt+G"), true);
+        QVERIFY(first->isRegistered() && second->isRegistered());
+        const QHotkey::NativeShortcut native = first->currentNativeShortcut();
+        QCOMPARE(second->currentNativeShortcut(), native);
+        QCOMPARE(registry->registrationCount(native), 2);
+        QVERIFY(!other.canGrab(native));
+
+        // One press reaches both, once each.
+        QSignalSpy firstSpy(first, &QHotkey::activated);
+        QSignalSpy secondSpy(second, &QHotkey::activated);
+        xdotool({"key", "ctrl+alt+g"});
+        QTRY_COMPARE_WITH_TIMEOUT(firstSpy.count(), 1, 3000);
+        QTRY_COMPARE_WITH_TIMEOUT(secondSpy.count(), 1, 3000);
+
+        // The grab stays while one of them is registered, and goes with the last.
+        delete first;
+        QCOMPARE(registry->registrationCount(native), 1);
+        QVERIFY(!other.canGrab(native));
+        QVERIFY(second->setRegistered(false));
+        QCOMPARE(registry->registrationCount(native), 0);
+        QVERIFY(other.canGrab(native));
+        delete second;
+    }
+
+    void unmappableShortcut()
+    {
+        LogCapture::clear();
+        QHotkey hotkey;
+        // No key of the test server's layout carries this letter.
+        QVERIFY(!hotkey.setShortcut(QKeySequence(QString::fromUtf8("Ctrl+Ж")), true));
+        QVERIFY(!hotkey.isRegistered());
+        QVERIFY(!hotkey.currentNativeShortcut().isValid());
+        QCOMPARE(LogCapture::count("Unable to map shortcut to native keys. Key:"), 1);
+        QVERIFY(!hotkey.setShortcut(QKeySequence("Ctrl+F35"), true)); // no such key
+    }
+
+    void controllerStoresAndRestoresTheShortcut()
+    {
+        controller = new AppController();
+        controller->setInterfacePort(&port);
+        QSignalSpy changed(controller, &AppController::keySequenceChanged);
+        // First start: no native pair stored yet.
+        controller->readFromConfig();
+        QCOMPARE(controller->keySequence, QString("Alt+S"));
+        QVERIFY(registered());
+        const QHotkey::NativeShortcut native = controller->startStopHotkey->currentNativeShortcut();
+        QCOMPARE(native.modifier, quint32(XCB_MOD_MASK_1));
+        QCOMPARE(stored("hotkey").toString(), QString("Alt+S"));
+        QCOMPARE(stored("nativeKey").toUInt(), native.key);
+        QCOMPARE(stored("nativeModifier").toUInt(), native.modifier);
+        QCOMPARE(changed.count(), 1);
+        QVERIFY(!other.canGrab(native));
+        controller->setKeySequence("Alt+S"); // the same text again changes nothing
+        QCOMPARE(changed.count(), 1);
+
+        // Next start: the stored native pair is registered as it stands.
+        LogCapture::clear();
+        controller->startStopHotkey->setRegistered(false);
+        controller->readFromConfig();
+        QCOMPARE(LogCapture::count("Hotkey successfully restored:"), 1);
+        QVERIFY(registered());
+        QCOMPARE(controller->startStopHotkey->currentNativeShortcut(), native);
+
+        // A text that can't be mapped is kept, with no native pair, and the old binding goes.
+        const QString text = QString::fromUtf8("Ctrl+Ж");
+        controller->setKeySequence(text);
+        QCOMPARE(controller->keySequence, text);
+        QCOMPARE(stored("hotkey").toString(), text);
+        QCOMPARE(stored("nativeKey").toUInt(), 0u);
+        QCOMPARE(stored("nativeModifier").toUInt(), 0u);
+        QVERIFY(!registered());
+        QVERIFY(other.canGrab(native));
+        controller->resetShortcutToDefault();
+        QCOMPARE(controller->keySequence, QString("Alt+S"));
+        QVERIFY(registered());
+        QCOMPARE(stored("nativeKey").toUInt(), native.key);
+    }
+
+    void controllerWithStoredPairThatCannotBeGrabbed()
+    {
+        SettingsManager* settings = SettingsManager::instance();
+        settings->writeSetting("startstop_hotkey", "Alt+Q");
+        settings->writeSetting("startstop_nativeKey", 999u);
+        settings->writeSetting("startstop_nativeModifier", quint32(XCB_MOD_MASK_1));
+        LogCapture::clear();
+        controller->readFromConfig();
+        QCOMPARE(LogCapture::count("Failed to register hotkey."), 1);
+        QCOMPARE(LogCapture::count("Failed to register native key 999 modifier 8. Error: BadValue"), 1);
+        QCOMPARE(controller->keySequence, QString("Alt+S")); // unchanged
+        QVERIFY(!registered());
+        // A new choice in the settings dialog repairs it.
+        controller->setKeySequence("Alt+Q");
+        QVERIFY(registered());
+        controller->resetShortcutToDefault();
+        QCOMPARE(stored("hotkey").toString(), QString("Alt+S"));
+    }
+
+    void controllerWhenAnotherProgramHoldsTheKey()
+    {
+        const QHotkey::NativeShortcut native = nativeOf(QKeySequence("Ctrl+Alt+P"));
+        QVERIFY(other.grab(native.key, native.modifier));
+        LogCapture::clear();
+        QSignalSpy registeredChanged(controller->startStopHotkey, &QHotkey::registeredChanged);
+        controller->setKeySequence("Ctrl+Alt+P");
+        QCOMPARE(LogCapture::count("Failed to register Ctrl+Alt+P. Error: BadAccess"), 1);
+        QVERIFY(!registered());
+        QCOMPARE(registeredChanged.count(), 1); // Alt+S let go, nothing taken
+        QCOMPARE(QHotkeyPrivate::instance()->registrationCount(native), 0);
+        // No message to the user; the text is kept all the same.
+        QCOMPARE(controller->keySequence, QString("Ctrl+Alt+P"));
+        QCOMPARE(stored("hotkey").toString(), QString("Ctrl+Alt+P"));
+
+        // Other hot keys are not disturbed.
+        QHotkey working(QKeySequence("Ctrl+Alt+J"), true);
+        QSignalSpy activated(&working, &QHotkey::activated);
+        xdotool({"key", "ctrl+alt+j"});
+        QTRY_COMPARE_WITH_TIMEOUT(activated.count(), 1, 3000);
+
+        // The failed attempt left none of the lock combinations grabbed, and the
+        // key is ours once the other program lets it go.
+        other.ungrab(native.key, native.modifier);
+        QVERIFY(other.canGrab(native, XCB_MOD_MASK_2));
+        controller->setEnabledAltSShortKey(true);
+        QVERIFY(registered());
+        controller->resetShortcutToDefault();
+        QVERIFY(registered());
+    }
+
+    // The hot key opens the selection (without an interface, Esc closes it),
+    // but not while the shortcut is being edited.
+    void hotkeyOpensSelectionAndEscapeClosesIt()
+    {
+        const QHotkey::NativeShortcut esc = nativeOf(QKeySequence(QKeySequence::Cancel));
+        QVERIFY(esc.isValid());
+        QVERIFY2(other.canGrab(esc), "Esc is no global key while no selection is open");
+        QSignalSpy pressed(controller->startStopHotkey, &QHotkey::activated);
+        port.calls.clear();
+        controller->keySequenceEditingStarted();
+        xdotool({"key", "alt+s"});
+        QTRY_COMPARE_WITH_TIMEOUT(pressed.count(), 1, 3000);
+        QCOMPARE(port.calls, QStringList{});
+        QVERIFY(!controller->escHotkey);
+        controller->keySequenceEditingFinished();
+        QVERIFY(!controller->editingActive);
+
+        xdotool({"key", "alt+s"});
+        QTRY_COMPARE_WITH_TIMEOUT(port.count("hideFirstDialog()"), 1, 3000);
+        QVERIFY(controller->escHotkey && controller->escHotkey->isRegistered());
+        QVERIFY(!registered()); // Alt+S can't re-enter
+        QVERIFY(!other.canGrab(esc));
+        xdotool({"key", "alt+s"});
+        QTest::qWait(300);
+        QCOMPARE(port.count("hideFirstDialog()"), 1);
+
+        xdotool({"key", "Escape"});
+        QTRY_VERIFY_WITH_TIMEOUT(!controller->escHotkey, 3000);
+        QVERIFY(registered());
+        QTRY_VERIFY_WITH_TIMEOUT(other.canGrab(esc), 2000);
+    }
 };
-
-void TestHotkeys::initTestCase()
-{
-    log = new LogCapture();
-    other = new OtherClient();
-    QCoreApplication::setOrganizationName("Halvenmoor");
-    QCoreApplication::setApplicationName("orlune");
-    QVERIFY(QHotkeyPrivate::instance());
-}
-
-void TestHotkeys::cleanupTestCase()
-{
-    delete controller;
-    delete other;
-    delete log;
-}
-
-void TestHotkeys::keyToStringShowsPendingModifiers()
-{
-    KeySequence keys;
-    QCOMPARE(keys.keyToString(Qt::Key_Control, Qt::ControlModifier), QString("Ctrl+..."));
-    QCOMPARE(keys.keyToString(Qt::Key_unknown, int(Qt::ControlModifier | Qt::ShiftModifier)),
-             QString("Ctrl+Shift+..."));
-    QCOMPARE(keys.keyToString(Qt::Key_S, Qt::AltModifier), QString("Alt+S"));
-    QVERIFY(keys.isKeyUnknown(Qt::Key_unknown));
-    QVERIFY(!keys.isKeyUnknown(Qt::Key_S));
-}
-
-void TestHotkeys::heldKeyActivatesOnceAndReleasesOnce()
-{
-    QHotkey hotkey(QKeySequence("Ctrl+Alt+H"), true);
-    QVERIFY(hotkey.isRegistered());
-    QSignalSpy activated(&hotkey, &QHotkey::activated);
-    QSignalSpy released(&hotkey, &QHotkey::released);
-
-    xdotool({"keydown", "ctrl+alt+h", "sleep", "0.8"});
-    QTRY_COMPARE_WITH_TIMEOUT(activated.count(), 1, 3000);
-    QCOMPARE(released.count(), 0); // still held
-    xdotool({"keyup", "ctrl+alt+h"});
-    QTRY_COMPARE_WITH_TIMEOUT(released.count(), 1, 2000);
-    QTest::qWait(200);
-    QCOMPARE(activated.count(), 1);
-    QCOMPARE(released.count(), 1);
-}
-
-void TestHotkeys::numLockDoesNotHideTheKey()
-{
-    QHotkey hotkey(QKeySequence("Ctrl+Alt+N"), true);
-    QVERIFY(hotkey.isRegistered());
-    QSignalSpy activated(&hotkey, &QHotkey::activated);
-    xdotool({"key", "Num_Lock"});
-    QTRY_VERIFY_WITH_TIMEOUT(other->numLockOn(), 2000);
-    xdotool({"key", "ctrl+alt+n"});
-    QTRY_COMPARE_WITH_TIMEOUT(activated.count(), 1, 3000);
-    xdotool({"key", "Num_Lock"});
-    QTRY_VERIFY_WITH_TIMEOUT(!other->numLockOn(), 2000);
-}
-
-void TestHotkeys::twoHotkeysOnOneShortcutShareOneGrab()
-{
-    QHotkeyPrivate* registry = QHotkeyPrivate::instance();
-    auto* first = new QHotkey(QKeySequence("Ctrl+Alt+G"), true);
-    auto* second = new QHotkey(QKeySequence("Ctrl+Alt+G"), true);
-    QVERIFY(first->isRegistered());
-    QVERIFY(second->isRegistered());
-    const QHotkey::NativeShortcut native = first->currentNativeShortcut();
-    QCOMPARE(second->currentNativeShortcut(), native);
-    QCOMPARE(registry->registrationCount(native), 2);
-    QVERIFY(!other->canGrab(native.key, native.modifier));
-
-    // One press reaches both, once each.
-    QSignalSpy firstSpy(first, &QHotkey::activated);
-    QSignalSpy secondSpy(second, &QHotkey::activated);
-    xdotool({"key", "ctrl+alt+g"});
-    QTRY_COMPARE_WITH_TIMEOUT(firstSpy.count(), 1, 3000);
-    QTRY_COMPARE_WITH_TIMEOUT(secondSpy.count(), 1, 3000);
-
-    // The grab stays while one of them is registered, and goes with the last.
-    delete first;
-    QCOMPARE(registry->registrationCount(native), 1);
-    QVERIFY(!other->canGrab(native.key, native.modifier));
-    QVERIFY(second->setRegistered(false));
-    QCOMPARE(registry->registrationCount(native), 0);
-    QVERIFY(other->canGrab(native.key, native.modifier));
-    delete second;
-}
-
-void TestHotkeys::unmappableShortcut()
-{
-    LogCapture::clear();
-    QHotkey hotkey;
-    // No key of the test server's layout carries this letter.
-    QVERIFY(!hotkey.setShortcut(QKeySequence(QString::fromUtf8("Ctrl+Ж")), true));
-    QVERIFY(!hotkey.isRegistered());
-    QVERIFY(!hotkey.currentNativeShortcut().isValid());
-    QCOMPARE(LogCapture::count("Unable to map shortcut to native keys. Key:"), 1);
-    QVERIFY(!hotkey.setShortcut(QKeySequence("Ctrl+F35"), true)); // no such key
-}
-
-void TestHotkeys::controllerStoresAndRestoresTheShortcut()
-{
-    controller = new AppController();
-    QSignalSpy changed(controller, &AppController::keySequenceChanged);
-
-    // First start: no native pair stored yet.
-    controller->readFromConfig();
-    QCOMPARE(controller->keySequence, QString("Alt+S"));
-    QVERIFY(controller->startStopHotkey->isRegistered());
-    const QHotkey::NativeShortcut native = controller->startStopHotkey->currentNativeShortcut();
-    QCOMPARE(native.modifier, quint32(XCB_MOD_MASK_1));
-    QCOMPARE(storedValue("startstop_hotkey").toString(), QString("Alt+S"));
-    QCOMPARE(storedValue("startstop_nativeKey").toUInt(), native.key);
-    QCOMPARE(storedValue("startstop_nativeModifier").toUInt(), native.modifier);
-    QCOMPARE(changed.count(), 1);
-    QVERIFY(!other->canGrab(native.key, native.modifier));
-
-    // The same text again changes nothing.
-    controller->setKeySequence("Alt+S");
-    QCOMPARE(changed.count(), 1);
-
-    // Next start: the stored native pair is registered as it stands.
-    LogCapture::clear();
-    controller->startStopHotkey->setRegistered(false);
-    controller->readFromConfig();
-    QCOMPARE(LogCapture::count("Hotkey successfully restored:"), 1);
-    QVERIFY(controller->startStopHotkey->isRegistered());
-    QCOMPARE(controller->startStopHotkey->currentNativeShortcut(), native);
-}
-
-void TestHotkeys::controllerKeepsTextOfUnmappableShortcut()
-{
-    const QHotkey::NativeShortcut altS = controller->startStopHotkey->currentNativeShortcut();
-    const QString text = QString::fromUtf8("Ctrl+Ж");
-    controller->setKeySequence(text);
-    QCOMPARE(controller->keySequence, text);
-    QCOMPARE(storedValue("startstop_hotkey").toString(), text);
-    QCOMPARE(storedValue("startstop_nativeKey").toUInt(), 0u);
-    QCOMPARE(storedValue("startstop_nativeModifier").toUInt(), 0u);
-    // The old binding is gone.
-    QVERIFY(!controller->startStopHotkey->isRegistered());
-    QVERIFY(other->canGrab(altS.key, altS.modifier));
-
-    controller->resetShortcutToDefault();
-    QCOMPARE(controller->keySequence, QString("Alt+S"));
-    QVERIFY(controller->startStopHotkey->isRegistered());
-    QCOMPARE(storedValue("startstop_nativeKey").toUInt(), altS.key);
-}
-
-void TestHotkeys::controllerWithStoredPairThatCannotBeGrabbed()
-{
-    SettingsManager* settings = SettingsManager::instance();
-    settings->writeSetting("startstop_hotkey", "Alt+Q");
-    settings->writeSetting("startstop_nativeKey", 999u);
-    settings->writeSetting("startstop_nativeModifier", quint32(XCB_MOD_MASK_1));
-    LogCapture::clear();
-    controller->readFromConfig();
-    QCOMPARE(LogCapture::count("Failed to register hotkey."), 1);
-    QCOMPARE(LogCapture::count("Failed to register native key 999 modifier 8. Error: BadValue"), 1);
-    QCOMPARE(controller->keySequence, QString("Alt+S")); // unchanged
-    QVERIFY(!controller->startStopHotkey->isRegistered());
-
-    // A new choice in the settings dialog repairs it.
-    controller->setKeySequence("Alt+Q");
-    QVERIFY(controller->startStopHotkey->isRegistered());
-    controller->resetShortcutToDefault();
-    QVERIFY(controller->startStopHotkey->isRegistered());
-    QCOMPARE(storedValue("startstop_hotkey").toString(), QString("Alt+S"));
-}
-
-void TestHotkeys::controllerWhenAnotherProgramHoldsTheKey()
-{
-    QHotkey probe(QKeySequence("Ctrl+Alt+P"));
-    const QHotkey::NativeShortcut native = probe.currentNativeShortcut();
-    QVERIFY(other->grab(native.key, native.modifier));
-    LogCapture::clear();
-    QSignalSpy registeredChanged(controller->startStopHotkey, &QHotkey::registeredChanged);
-    controller->setKeySequence("Ctrl+Alt+P");
-    QCOMPARE(LogCapture::count("Failed to register Ctrl+Alt+P. Error: BadAccess"), 1);
-    QVERIFY(!controller->startStopHotkey->isRegistered());
-    QCOMPARE(registeredChanged.count(), 1); // Alt+S let go, nothing taken
-    QCOMPARE(QHotkeyPrivate::instance()->registrationCount(native), 0);
-    // No message to the user; the text is kept all the same.
-    QCOMPARE(controller->keySequence, QString("Ctrl+Alt+P"));
-    QCOMPARE(storedValue("startstop_hotkey").toString(), QString("Ctrl+Alt+P"));
-
-    // Other hot keys are not disturbed.
-    QHotkey working(QKeySequence("Ctrl+Alt+J"), true);
-    QSignalSpy activated(&working, &QHotkey::activated);
-    xdotool({"key", "ctrl+alt+j"});
-    QTRY_COMPARE_WITH_TIMEOUT(activated.count(), 1, 3000);
-
-    // The failed attempt left none of the lock combinations grabbed, and the
-    // key is ours once the other program lets it go.
-    other->ungrab(native.key, native.modifier);
-    QVERIFY(other->canGrab(native.key, native.modifier | XCB_MOD_MASK_2));
-    controller->setEnabledAltSShortKey(true);
-    QVERIFY(controller->startStopHotkey->isRegistered());
-    controller->resetShortcutToDefault();
-    QVERIFY(controller->startStopHotkey->isRegistered());
-}
-
-void TestHotkeys::editingIgnoresTheHotkey()
-{
-    LogCapture::clear();
-    controller->keySequenceEditingStarted();
-    xdotool({"key", "alt+s"});
-    QTRY_COMPARE_WITH_TIMEOUT(LogCapture::count("editing is active"), 1, 3000);
-    QCOMPARE(LogCapture::count("showScreenDialogs"), 0);
-    QVERIFY(!controller->escHotkey);
-    controller->keySequenceEditingFinished();
-    QVERIFY(!controller->editingActive);
-}
-
-void TestHotkeys::hotkeyOpensSelectionAndEscapeClosesIt()
-{
-    QHotkey probe(QKeySequence(QKeySequence::Cancel));
-    const QHotkey::NativeShortcut esc = probe.currentNativeShortcut();
-    QVERIFY(esc.isValid());
-    QVERIFY2(other->canGrab(esc.key, esc.modifier), "Esc is no global key while no selection is open");
-
-    LogCapture::clear();
-    xdotool({"key", "alt+s"});
-    QTRY_COMPARE_WITH_TIMEOUT(LogCapture::count("showScreenDialogs"), 1, 3000);
-    QVERIFY(controller->escHotkey);
-    QVERIFY(controller->escHotkey->isRegistered());
-    QVERIFY(!controller->startStopHotkey->isRegistered()); // Alt+S can't re-enter
-    QVERIFY(!other->canGrab(esc.key, esc.modifier));
-
-    xdotool({"key", "alt+s"});
-    QTest::qWait(300);
-    QCOMPARE(LogCapture::count("showScreenDialogs"), 1);
-
-    // Without the interface Esc closes the selection itself.
-    xdotool({"key", "Escape"});
-    QTRY_VERIFY_WITH_TIMEOUT(!controller->escHotkey, 3000);
-    QVERIFY(controller->startStopHotkey->isRegistered());
-    QTRY_VERIFY_WITH_TIMEOUT(other->canGrab(esc.key, esc.modifier), 2000);
-}
 
 int main(int argc, char** argv)
 {

@@ -9,55 +9,41 @@ class TestQuitGuard : public QObject
     Q_OBJECT
 
 private slots:
-    void loopEndsNormally();
-    void stuckProcessIsEndedWithStatus1();
-
-private:
-    struct Outcome
+    void quit_data()
     {
-        int exitCode = -1;
-        qint64 elapsedMs = 0;
-        QString output;
-    };
-    static Outcome runProbe(const QString& mode);
+        QTest::addColumn<QString>("mode");
+        QTest::addColumn<int>("status");
+        QTest::addColumn<QStringList>("shown");   // lines the output has
+        QTest::addColumn<QStringList>("missing"); // lines it must not have
+        const QString left = "probe: left the event loop", forced = "did not quit gracefully, forcing exit";
+        QTest::newRow("loop ends") << "loop" << 0 << QStringList{left, "~AppController"} << QStringList{forced};
+        QTest::newRow("stuck") << "blocked" << 1 << QStringList{"[FW]: Application " + forced} << QStringList{left};
+    }
+
+    void quit()
+    {
+        QFETCH(QString, mode);
+        QFETCH(int, status);
+        QFETCH(QStringList, shown);
+        QFETCH(QStringList, missing);
+        QProcess probe;
+        probe.setProcessChannelMode(QProcess::MergedChannels);
+        probe.start(QStringLiteral(QUIT_PROBE), {mode});
+        QVERIFY(probe.waitForStarted(5000));
+        QElapsedTimer clock;
+        clock.start();
+        probe.waitForFinished(20000);
+        // The stuck probe sleeps 5 s; the guard must end it long before that.
+        QVERIFY2(clock.elapsed() < 4000, qPrintable(QString::number(clock.elapsed())));
+        QCOMPARE(probe.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(probe.exitCode(), status);
+        const QString output = QString::fromLocal8Bit(probe.readAll());
+        for (const QString& line : shown)
+            QVERIFY2(output.contains(line), qPrintable(output));
+        for (const QString& line : missing)
+            QVERIFY2(!output.contains(line), qPrintable(output));
+    }
 };
-
-TestQuitGuard::Outcome TestQuitGuard::runProbe(const QString& mode)
-{
-    Outcome outcome;
-    QProcess probe;
-    probe.setProcessChannelMode(QProcess::MergedChannels);
-    QElapsedTimer clock;
-    probe.start(QStringLiteral(QUIT_PROBE), {mode});
-    if (!probe.waitForStarted(5000))
-        return outcome;
-    clock.start();
-    probe.waitForFinished(20000);
-    outcome.elapsedMs = clock.elapsed();
-    outcome.exitCode = probe.exitStatus() == QProcess::NormalExit ? probe.exitCode() : -2;
-    outcome.output = QString::fromLocal8Bit(probe.readAll());
-    return outcome;
-}
-
-void TestQuitGuard::loopEndsNormally()
-{
-    const Outcome outcome = runProbe("loop");
-    QCOMPARE(outcome.exitCode, 0);
-    QVERIFY2(outcome.output.contains("probe: left the event loop"), qPrintable(outcome.output));
-    QVERIFY(outcome.output.contains("~AppController"));
-    QVERIFY(!outcome.output.contains("did not quit gracefully"));
-}
-
-void TestQuitGuard::stuckProcessIsEndedWithStatus1()
-{
-    const Outcome outcome = runProbe("blocked");
-    QCOMPARE(outcome.exitCode, 1);
-    QVERIFY2(outcome.output.contains("[FW]: Application did not quit gracefully, forcing exit"),
-             qPrintable(outcome.output));
-    QVERIFY(!outcome.output.contains("probe: left the event loop"));
-    // The probe sleeps 5 s; the guard must end it long before that.
-    QVERIFY2(outcome.elapsedMs < 4000, qPrintable(QString::number(outcome.elapsedMs)));
-}
 
 QTEST_GUILESS_MAIN(TestQuitGuard)
 #include "test_quit_guard.moc"
