@@ -141,7 +141,6 @@ int runController(QtSingleApplication* app, const StartOptions& options)
 
     AppController controller;
     controller.webContextMenuOff = !options.webDebug;
-    controller.setInterfaceFactory(nullptr); // no interface controller yet: runTasks makes none
     connectSignals(app, &controller);
 
     qDebug() << "[main]: quitOnLastWindowClosed:" << app->quitOnLastWindowClosed();
