@@ -15,7 +15,6 @@ public:
     QStringList calls;
     bool attached = false;
     QRect chosen; // what selectedRectangle() answers
-    int webcam = 0;
 
     int count(const QString& call) const { return int(calls.count(call)); }
 
@@ -28,7 +27,6 @@ public:
     void setUpdateAppStatus(UpdateAppStatus status) override { add("setUpdateAppStatus", int(status)); }
     void setQuality4KVisible(bool visible) override { add("setQuality4KVisible", visible); }
     void setWebcamsModel(QStringList cams) override { add("setWebcamsModel", cams.join('|')); }
-    int currentWebcam() const override { return webcam; }
     void setCurrentWebcam(int index) override { add("setCurrentWebcam", index); }
     void setXmlMessage(QString message) override { add("setXmlMessage", message); }
     void showFirstDialogSignal() override { add("showFirstDialogSignal"); }

@@ -1,9 +1,6 @@
 #pragma once
 
-// Shared pieces of the controller tests: the program's identity and settings
-// in the isolated home, its database opened as start-up opens it, a
-// controller started as start-up starts it, and the database's rows as the
-// sqlite3 tool sees them.
+// The controller tests' program: settings and database opened as start-up opens them.
 
 #include "AppController.h"
 #include "MediaDatabase.h"
@@ -13,8 +10,7 @@
 
 #include <QCoreApplication>
 
-// Names the settings store as the program does and opens the media library
-// in `settings_path`. Returns false when the database could not be opened.
+// Names the settings store as the program does and opens the media library in `settings_path`.
 inline bool openProgramDatabase()
 {
     QCoreApplication::setOrganizationName("Halvenmoor");

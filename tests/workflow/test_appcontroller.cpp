@@ -63,8 +63,7 @@ private slots:
         QVERIFY(port.calls.contains("setQuality4KVisible(false)")); // the test display is smaller than 4K
         QCOMPARE(controller->uploadTickDelay(), 1000);
         QVERIFY(!controller->isPollingLevels() && controller->coder);
-        QCOMPARE(controller->uploader, UploadQueue::instance());
-        QCOMPARE(controller->uploader->parent(), controller);
+        QVERIFY(controller->uploader == UploadQueue::instance() && controller->uploader->parent() == controller);
         QCOMPARE(controller->uploader->files_path, settings()->readSettingStr("files_path"));
     }
 
@@ -76,10 +75,9 @@ private slots:
 
     void init()
     {
-        controller->is_starting = controller->is_stopping = controller->editingActive = false;
-        controller->uploader->isRecording = false;
+        controller->is_starting = controller->is_stopping = controller->editingActive = controller->forceUpload =
+            controller->uploader->isRecording = false;
         controller->uploader->is_running = 0;
-        controller->forceUpload = false;
         controller->selRect = QRect();
         controller->setVideoState(Common::Idle);
         port.attached = false;
@@ -242,9 +240,7 @@ private slots:
         QCOMPARE(micSpy.count(), 1); // no signal without a change
         controller->sysLevel = 17;
         controller->setVideoState(Common::Idle);
-        QVERIFY(!controller->isPollingLevels());
-        QCOMPARE(controller->getSysLevel(), 0);
-
+        QVERIFY(!controller->isPollingLevels() && controller->getSysLevel() == 0);
         ffmpegMux* coder = controller->coder;
         coder->running = 1;
         coder->cpuLoad = 40;
@@ -301,13 +297,11 @@ private slots:
         QString flags;
         for (const char* key : kAccountFlags)
             flags += text(key) == "true" ? '1' : '0';
-        const QStringList after{text("login") + ',' + text("password") + ',' + text("salt"),
-                                controller->uploader->userHash,
-                                flags,
-                                text("recording_quality") + ',' + text("isVideoQualityNeverSet"),
-                                controller->uploader->userRand != rand ? "true" : "false",
-                                calls.join(' ')};
-        QCOMPARE(after.join('|'), account);
+        const QString after = text("login") + ',' + text("password") + ',' + text("salt") + '|'
+                              + controller->uploader->userHash + '|' + flags + '|' + text("recording_quality") + ','
+                              + text("isVideoQualityNeverSet") + '|'
+                              + (controller->uploader->userRand != rand ? "true|" : "false|") + calls.join(' ');
+        QCOMPARE(after, account);
     }
 
     void webBridgeAndSignOut()
@@ -347,8 +341,7 @@ private slots:
             if (!stored.isEmpty())
                 sqliteRows(
                     QString("INSERT INTO files (file_name, file_id, file_pseudoname) VALUES ('%1.mp4', %2, '%1');")
-                        .arg(stored)
-                        .arg(++id));
+                        .arg(stored, QString::number(++id)));
             QCOMPARE(controller->rewriteNameLineIfNeeded(step.section('|', 1, 1)), step.section('|', 2));
         }
         QCOMPARE(sqliteRows("SELECT COUNT(*) FROM files;"), QStringList{"4"}); // nothing written by the lookups

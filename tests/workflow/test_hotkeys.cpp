@@ -79,11 +79,6 @@ QString stored()
         .join(' ');
 }
 
-QHotkey::NativeShortcut nativeOf(const QKeySequence& keys)
-{
-    return QHotkey(keys).currentNativeShortcut();
-}
-
 } // namespace
 
 class TestHotkeys : public QObject
@@ -94,7 +89,6 @@ class TestHotkeys : public QObject
     OtherClient other;
     RecordingPort port;
     AppController* controller = nullptr;
-
     QString altS; // Alt+S as stored: "Alt+S key modifier"
 
     bool registered() const { return controller->startStopHotkey->isRegistered(); }
@@ -102,22 +96,17 @@ class TestHotkeys : public QObject
     QString shortcut() const { return controller->keySequence + (registered() ? " on, " : " off, ") + stored(); }
 
 private slots:
-    void initTestCase()
-    {
-        log.emplace();
-        QCoreApplication::setOrganizationName("Halvenmoor");
-        QCoreApplication::setApplicationName("orlune");
-    }
+    void initTestCase() { log.emplace(); }
 
     void cleanupTestCase() { delete controller; }
 
     void keyToStringShowsPendingModifiers()
     {
         KeySequence keys;
-        QCOMPARE(keys.keyToString(Qt::Key_Control, Qt::ControlModifier), QString("Ctrl+..."));
-        QCOMPARE(keys.keyToString(Qt::Key_unknown, int(Qt::ControlModifier | Qt::ShiftModifier)),
-                 QString("Ctrl+Shift+..."));
-        QCOMPARE(keys.keyToString(Qt::Key_S, Qt::AltModifier), QString("Alt+S"));
+        QCOMPARE(QStringList({keys.keyToString(Qt::Key_Control, Qt::ControlModifier),
+                              keys.keyToString(Qt::Key_unknown, int(Qt::ControlModifier | Qt::ShiftModifier)),
+                              keys.keyToString(Qt::Key_S, Qt::AltModifier)}),
+                 QStringList({"Ctrl+...", "Ctrl+Shift+...", "Alt+S"}));
         QVERIFY(keys.isKeyUnknown(Qt::Key_unknown) && !keys.isKeyUnknown(Qt::Key_S));
     }
 
@@ -133,7 +122,6 @@ private slots:
         QCOMPARE(second.currentNativeShortcut(), native);
         QCOMPARE(registry->registrationCount(native), 2);
         QVERIFY(!other.canGrab(native));
-
         QSignalSpy firstActivated(first, &QHotkey::activated);
         QSignalSpy activated(&second, &QHotkey::activated);
         QSignalSpy released(&second, &QHotkey::released);
@@ -151,7 +139,6 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(activated.count(), 2, 3000);
         xdotool({"key", "Num_Lock"});
         QTRY_VERIFY_WITH_TIMEOUT(!other.numLockOn(), 2000);
-
         // The grab stays while one of them is registered, and goes with the last.
         delete first;
         QCOMPARE(registry->registrationCount(native), 1);
@@ -163,16 +150,16 @@ private slots:
 
     void unmappableShortcut()
     {
-        LogCapture::clear();
         QHotkey hotkey;
         // No key of the test server's layout carries this letter.
         QVERIFY(!hotkey.setShortcut(QKeySequence(QString::fromUtf8("Ctrl+Ж")), true));
-        QVERIFY(!hotkey.isRegistered());
-        QVERIFY(!hotkey.currentNativeShortcut().isValid());
+        QVERIFY(!hotkey.isRegistered() && !hotkey.currentNativeShortcut().isValid());
         QCOMPARE(LogCapture::count("Unable to map shortcut to native keys. Key:"), 1);
         QVERIFY(!hotkey.setShortcut(QKeySequence("Ctrl+F35"), true)); // no such key
     }
 
+    // The controller's shortcut: stored on the first start, restored on the next,
+    // kept as text when it can't be mapped or grabbed.
     void controllerStoresAndRestoresTheShortcut()
     {
         controller = new AppController();
@@ -187,7 +174,6 @@ private slots:
         QVERIFY(!other.canGrab(native));
         controller->setKeySequence("Alt+S"); // the same text again changes nothing
         QCOMPARE(changed.count(), 1);
-
         // Next start: the stored native pair is registered as it stands.
         LogCapture::clear();
         controller->startStopHotkey->setRegistered(false);
@@ -195,7 +181,6 @@ private slots:
         QCOMPARE(LogCapture::count("Hotkey successfully restored:"), 1);
         QVERIFY(registered());
         QCOMPARE(controller->startStopHotkey->currentNativeShortcut(), native);
-
         // A text that can't be mapped is kept, with no native pair, and the old binding goes.
         const QString text = QString::fromUtf8("Ctrl+Ж");
         controller->setKeySequence(text);
@@ -203,10 +188,7 @@ private slots:
         QVERIFY(other.canGrab(native));
         controller->resetShortcutToDefault();
         QCOMPARE(shortcut(), "Alt+S on, " + altS);
-    }
-
-    void controllerWithStoredPairThatCannotBeGrabbed()
-    {
+        // A stored pair that can't be grabbed.
         SettingsManager* settings = SettingsManager::instance();
         settings->writeSetting("startstop_hotkey", "Alt+Q");
         settings->writeSetting("startstop_nativeKey", 999u);
@@ -225,7 +207,7 @@ private slots:
 
     void controllerWhenAnotherProgramHoldsTheKey()
     {
-        const QHotkey::NativeShortcut native = nativeOf(QKeySequence("Ctrl+Alt+P"));
+        const QHotkey::NativeShortcut native = QHotkey(QKeySequence("Ctrl+Alt+P")).currentNativeShortcut();
         QVERIFY(other.grab(native.key, native.modifier));
         LogCapture::clear();
         QSignalSpy registeredChanged(controller->startStopHotkey, &QHotkey::registeredChanged);
@@ -235,13 +217,11 @@ private slots:
         QCOMPARE(QHotkeyPrivate::instance()->registrationCount(native), 0);
         // No message to the user; the text is kept all the same.
         QVERIFY2(shortcut().startsWith("Ctrl+Alt+P off, Ctrl+Alt+P "), qPrintable(shortcut()));
-
         // Other hot keys are not disturbed.
         QHotkey working(QKeySequence("Ctrl+Alt+J"), true);
         QSignalSpy activated(&working, &QHotkey::activated);
         xdotool({"key", "ctrl+alt+j"});
         QTRY_COMPARE_WITH_TIMEOUT(activated.count(), 1, 3000);
-
         // The failed attempt left none of the lock combinations grabbed, and the
         // key is ours once the other program lets it go.
         other.ungrab(native.key, native.modifier);
@@ -256,9 +236,8 @@ private slots:
     // but not while the shortcut is being edited.
     void hotkeyOpensSelectionAndEscapeClosesIt()
     {
-        const QHotkey::NativeShortcut esc = nativeOf(QKeySequence(QKeySequence::Cancel));
-        QVERIFY(esc.isValid());
-        QVERIFY2(other.canGrab(esc), "Esc is no global key while no selection is open");
+        const QHotkey::NativeShortcut esc = QHotkey(QKeySequence(QKeySequence::Cancel)).currentNativeShortcut();
+        QVERIFY2(esc.isValid() && other.canGrab(esc), "Esc is no global key while no selection is open");
         QSignalSpy pressed(controller->startStopHotkey, &QHotkey::activated);
         port.calls.clear();
         controller->keySequenceEditingStarted();
@@ -268,16 +247,13 @@ private slots:
         QVERIFY(!controller->escHotkey);
         controller->keySequenceEditingFinished();
         QVERIFY(!controller->editingActive);
-
         xdotool({"key", "alt+s"});
         QTRY_COMPARE_WITH_TIMEOUT(port.count("hideFirstDialog()"), 1, 3000);
-        QVERIFY(controller->escHotkey && controller->escHotkey->isRegistered());
-        QVERIFY(!registered()); // Alt+S can't re-enter
-        QVERIFY(!other.canGrab(esc));
+        // Esc is taken while the selection is open, and Alt+S can't re-enter.
+        QVERIFY(controller->escHotkey && controller->escHotkey->isRegistered() && !other.canGrab(esc) && !registered());
         xdotool({"key", "alt+s"});
         QTest::qWait(300);
         QCOMPARE(port.count("hideFirstDialog()"), 1);
-
         xdotool({"key", "Escape"});
         QTRY_VERIFY_WITH_TIMEOUT(!controller->escHotkey, 3000);
         QVERIFY(registered());
@@ -293,6 +269,8 @@ int main(int argc, char** argv)
         return 1;
     qputenv("DISPLAY", xserver.display());
     qputenv("QT_QPA_PLATFORM", "xcb");
+    QCoreApplication::setOrganizationName("Halvenmoor");
+    QCoreApplication::setApplicationName("orlune");
     QApplication app(argc, argv);
     TestHotkeys test;
     return QTest::qExec(&test, argc, argv);

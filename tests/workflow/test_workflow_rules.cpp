@@ -13,15 +13,6 @@
 #include <QtQml>
 #include <QtTest>
 
-namespace {
-int smoothedFrom(int load, int sample, int times)
-{
-    for (int i = 0; i < times; ++i)
-        load = AppController::smoothCpuLoad(load, sample);
-    return load;
-}
-} // namespace
-
 class TestWorkflowRules : public QObject
 {
     Q_OBJECT
@@ -54,8 +45,13 @@ private slots:
         row("load mean", AppController::smoothCpuLoad(40, 80), 50);
         row("load truncated", AppController::smoothCpuLoad(10, 11), 10);
         row("load falling", AppController::smoothCpuLoad(3, 0), 2);
-        row("load steady", smoothedFrom(0, 100, 40), 100);
-        row("load settles", smoothedFrom(100, 20, 40) <= 23, true);
+        const auto settled = [](int load, int sample) {
+            for (int i = 0; i < 40; ++i)
+                load = AppController::smoothCpuLoad(load, sample);
+            return load;
+        };
+        row("load steady", settled(0, 100), 100);
+        row("load settles", settled(100, 20) <= 23, true);
         const quint64 gib = 1024ull * 1024 * 1024;
         row("memory of unknown total", AppController::availablePercent(0, 123), 0);
         row("memory share", AppController::availablePercent(8 * gib, 2 * gib), 25);
