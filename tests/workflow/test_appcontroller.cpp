@@ -9,6 +9,7 @@
 #include "ffmpegMux.h"
 
 #include <QApplication>
+#include <QRegularExpression>
 #include <QSignalSpy>
 #include <QSqlDatabase>
 #include <QtTest>
@@ -34,14 +35,14 @@ class TestAppController : public QObject
     RecordingPort port;
     AppController* controller = nullptr;
 
-    // Stored credentials of a user whose account is not confirmed yet.
-    void signIn()
+    // Stored credentials, and the account flags (kAccountFlags in order, "1" on).
+    void signIn(const QString& flags = "00000")
     {
         settings()->writeSetting("login", QStringLiteral("alice"));
         settings()->writeSetting("password", QStringLiteral("token-1"));
         settings()->writeSetting("salt", QStringLiteral("salt-1"));
-        for (const char* key : kAccountFlags)
-            settings()->writeSetting(key, false);
+        for (int i = 0; i < 5; ++i)
+            settings()->writeSetting(kAccountFlags[i], flags[i] == '1');
         controller->uploader->setUserCredentials("alice", "token-1", "salt-1");
     }
 
@@ -58,14 +59,11 @@ private slots:
         QCOMPARE(port.count("showFirstDialogSignal()"), firstStart ? 1 : 0);
         QVERIFY(!settings()->readSettingBool("is_first_start"));
         // This machine has no camera.
-        QVERIFY(port.calls.indexOf("setWebcamsModel()") >= 0);
-        QCOMPARE(port.calls.indexOf("setCurrentWebcam(-1)"), port.calls.indexOf("setWebcamsModel()") + 1);
+        QVERIFY(port.calls.join(' ').contains("setWebcamsModel() setCurrentWebcam(-1)"));
         QVERIFY(port.calls.contains("setQuality4KVisible(false)")); // the test display is smaller than 4K
         QCOMPARE(controller->uploadTickDelay(), 1000);
-        QVERIFY(!controller->isPollingLevels());
-        QVERIFY(controller->coder);
-        QCOMPARE(controller->uploader, UploadQueue::instance());
-        QCOMPARE(controller->uploader->parent(), controller);
+        QVERIFY(!controller->isPollingLevels() && controller->coder);
+        QVERIFY(controller->uploader == UploadQueue::instance() && controller->uploader->parent() == controller);
         QCOMPARE(controller->uploader->files_path, settings()->readSettingStr("files_path"));
     }
 
@@ -77,10 +75,9 @@ private slots:
 
     void init()
     {
-        controller->is_starting = controller->is_stopping = controller->editingActive = false;
-        controller->uploader->isRecording = false;
+        controller->is_starting = controller->is_stopping = controller->editingActive = controller->forceUpload =
+            controller->uploader->isRecording = false;
         controller->uploader->is_running = 0;
-        controller->forceUpload = false;
         controller->selRect = QRect();
         controller->setVideoState(Common::Idle);
         port.attached = false;
@@ -97,109 +94,113 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(port.calls, (QStringList{"setUpdateAppStatus(3)", "setUpdateAppStatus(0)"}), 3000);
     }
 
-    void interfaceCalls_data()
+    // What an action tells the interface, and the uploader's next run after it
+    // ("run in <ms>", "forced": a run that must happen even without automatic upload).
+    void reactions_data()
     {
         QTest::addColumn<Action>("action");
-        QTest::addColumn<QStringList>("calls");
+        QTest::addColumn<QString>("reaction");
         AppController* c = controller;
-        const auto row = [](const char* name, Action action, QStringList calls) {
-            QTest::newRow(name) << action << calls;
+        RecordingPort* p = &port;
+        const auto row = [](const char* name, QString reaction, Action action) {
+            QTest::newRow(name) << action << reaction;
         };
-        row("another instance wakes", [c] { c->GotMsgFromAnotherInstance("Wake up!"); }, {"showSettingsSignal()"});
-        row("another message", [c] { c->GotMsgFromAnotherInstance("Hello"); }, {});
-        const auto skipPlayer = [c] {
-            c->setSkipPlayerOnUpload(true);
-            c->uploadFileDone(7);
-        };
-        row("upload done", skipPlayer, {"uploadedFileId(7)", "updateGallery(7)"});
-        row("session started", [c] { c->handleRecordingStarted(1); }, {"setRecTime(00:00)", "setShortRecTime(00:00)"});
-        row("session done", [c] { c->handleRecordDone(0); }, {"clearMaskRecordingRectangle()"});
-        row("no camera any more", [c] { c->handleCamDeviceChange(); }, {"setWebcamsModel()", "setCurrentWebcam(-1)"});
+        row("another instance wakes", "showSettingsSignal()", [c] { c->GotMsgFromAnotherInstance("Wake up!"); });
+        row("another message", "", [c] { c->GotMsgFromAnotherInstance("Hello"); });
+        row("upload done", "uploadedFileId(7) updateGallery(7)",
+            [c] { c->setSkipPlayerOnUpload(true), c->uploadFileDone(7); });
+        row("session started", "setRecTime(00:00) setShortRecTime(00:00)", [c] { c->handleRecordingStarted(1); });
+        row("session done", "clearMaskRecordingRectangle()", [c] { c->handleRecordDone(0); });
+        row("no camera any more", "setWebcamsModel() setCurrentWebcam(-1)", [c] { c->handleCamDeviceChange(); });
         // The hot key opens no selection while a start or stop is under way, or the shortcut is being edited.
-        row("hot key while starting", [c] { c->is_starting = true, c->captureScreenSkins(); }, {});
-        row("hot key while stopping", [c] { c->is_stopping = true, c->captureScreenSkins(); }, {});
-        row("hot key while editing", [c] { c->editingActive = true, c->captureScreenSkins(); }, {});
-        const auto busyDialog = [c] {
-            c->setVideoState(Common::Busy);
-            c->showVideoRecordingDialog(5, 6, 300, 200, 0);
+        row("hot key while starting", "", [c] { c->is_starting = true, c->captureScreenSkins(); });
+        row("hot key while stopping", "", [c] { c->is_stopping = true, c->captureScreenSkins(); });
+        row("hot key while editing", "", [c] { c->editingActive = true, c->captureScreenSkins(); });
+        // Without an interface the dialog's rectangle is taken as given.
+        const auto dialog = [c, p](bool attached, QRect taken) {
+            return Action([=] {
+                p->attached = attached;
+                c->showVideoRecordingDialog(1, 2, 300, 200, 0);
+                QCOMPARE(c->getVideoState(), Common::Busy);
+                QCOMPARE(c->selectedRect(), taken);
+            });
         };
-        row("recording dialog when not idle", busyDialog, {});
-        const auto status = [](InterfacePort::UpdateAppStatus s) { return QString("setUpdateAppStatus(%1)").arg(s); };
+        const QString shown = "setRecTime(00:00) showVideoRecordingDialogSignal(1, 2, 300, 200, 0)";
+        row("video dialog without interface", shown, dialog(false, QRect(1, 2, 300, 200)));
+        row("the interface's video dialog", shown, dialog(true, QRect()));
+        row("video dialog when not idle", "",
+            [c] { c->setVideoState(Common::Busy), c->showVideoRecordingDialog(5, 6, 300, 200, 0); });
+        // A refused start: too small, no selection, or (with an interface) the interface's own small one.
+        const auto refused = [c, p](QRect rect, bool select, bool attached) {
+            return Action([=] {
+                c->setSelectedRectangle(rect);
+                p->attached = attached;
+                p->chosen = QRect(10, 10, 15, 8);
+                QTest::ignoreMessage(QtDebugMsg, "[AC]: select area not choosen...");
+                c->toggleRecordingSkin(select);
+                QVERIFY(!c->isStarting() && !c->isRecording());
+                QVERIFY2(c->recordingMutex.tryLock(), "the baton must be free after a refused start");
+                c->recordingMutex.unlock();
+                QTest::qWait(400); // no start was scheduled
+                QVERIFY(c->getVideoState() == Common::Idle && !c->coder->isRunning());
+            });
+        };
+        row("start 15 wide", "setSelectedRectangle(10, 10, 15, 100, 0)", refused(QRect(10, 10, 15, 100), true, false));
+        row("start 7 high", "setSelectedRectangle(10, 10, 100, 7, 0)", refused(QRect(10, 10, 100, 7), true, false));
+        row("start without selection", "setSelectedRectangle(0, 0, 0, 0, 0)", refused(QRect(), false, false));
+        row("start in the interface's selection", "setSelectedRectangle(0, 0, 640, 360, 0)",
+            refused(QRect(0, 0, 640, 360), true, true));
+        const QString on = " setEnableUpdateApp(true)", off = " setEnableUpdateApp(false)";
         const QList<std::tuple<int, InterfacePort::UpdateAppStatus, QString>> locks{
-            {-4, InterfacePort::NoNewVersion, ""},          {-3, InterfacePort::UpdateAborted2, ""},
-            {-2, InterfacePort::UpdateAborted2, ""},        {-1, InterfacePort::UpdateFailed, ""},
-            {0, InterfacePort::UpdateApp, "true"},          {1, InterfacePort::Checking, "false"},
-            {2, InterfacePort::Downloading, "false"},       {3, InterfacePort::Installing, "false"},
-            {4, InterfacePort::NewVersionAvaliable, "true"}};
-        for (const auto& [lock, s, enable] : locks) {
-            QStringList calls{status(s)};
-            if (!enable.isEmpty())
-                calls << "setEnableUpdateApp(" + enable + ")";
-            QTest::addRow("update lock %d", lock) << Action([c, lock = lock] { c->UpdateButtonLock(lock); }) << calls;
-        }
-        row("unknown update lock", [c] { c->UpdateButtonLock(9); }, {});
+            {-4, InterfacePort::NoNewVersion, ""},      {-3, InterfacePort::UpdateAborted2, ""},
+            {-2, InterfacePort::UpdateAborted2, ""},    {-1, InterfacePort::UpdateFailed, ""},
+            {0, InterfacePort::UpdateApp, on},          {1, InterfacePort::Checking, off},
+            {2, InterfacePort::Downloading, off},       {3, InterfacePort::Installing, off},
+            {4, InterfacePort::NewVersionAvaliable, on}};
+        for (const auto& [lock, status, enable] : locks)
+            QTest::addRow("update lock %d", lock) << Action([c, lock = lock] { c->UpdateButtonLock(lock); })
+                                                  << QString("setUpdateAppStatus(%1)%2").arg(status).arg(enable);
+        row("unknown update lock", "", [c] { c->UpdateButtonLock(9); });
+        // The uploader's cadence. Nobody is signed in: a run ends at once with "nothing more for now".
+        row("tick", "run in 5000", [c] { c->tick(); });
+        row("tick during a run", "", [c] {
+            c->uploader->is_running = 1;
+            QTest::ignoreMessage(QtDebugMsg, "UploadQueue() still running...");
+            c->tick();
+        });
+        row("finished 128", "run in 500", [c] { c->uploadFinished(128); });
+        row("finished 127, a retry", "run in 5000 forced", [c] { c->uploadFinished(127); });
+        row("finished 0", "run in 5000", [c] { c->uploadFinished(0); });
+        row("activate during a run", "forced", [c] {
+            c->uploader->is_running = 1;
+            QTest::ignoreMessage(QtDebugMsg, "[AC]: activateUploader  - is already active.");
+            QVERIFY(!c->activateUploader());
+        });
+        // Automatic upload is off without an account, so the run is forced.
+        row("activate", "run in 100 forced", [c] { QVERIFY(c->activateUploader()); });
+        row("suspended", "", [c] {
+            c->uploadFinished(0);
+            c->suspendPower();
+            c->suspendPower(); // a second event is a no-op
+            QVERIFY(!c->isPowerOn());
+        });
+        row("resumed", "run in 5000", [c] {
+            c->resumePower();
+            QVERIFY(c->isPowerOn());
+        });
     }
 
-    void interfaceCalls()
+    void reactions()
     {
         QFETCH(Action, action);
-        QFETCH(QStringList, calls);
+        QFETCH(QString, reaction);
         action();
-        QCOMPARE(port.calls, calls);
-    }
-
-    void videoDialogWithAndWithoutInterface_data()
-    {
-        QTest::addColumn<bool>("attached");
-        QTest::addColumn<QRect>("taken"); // without an interface the rectangle is taken as given
-        QTest::newRow("without interface") << false << QRect(1, 2, 300, 200);
-        QTest::newRow("the interface's dialog") << true << QRect();
-    }
-
-    void videoDialogWithAndWithoutInterface()
-    {
-        QFETCH(bool, attached);
-        QFETCH(QRect, taken);
-        port.attached = attached;
-        controller->showVideoRecordingDialog(1, 2, 300, 200, 0);
-        QCOMPARE(port.calls, (QStringList{"setRecTime(00:00)", "showVideoRecordingDialogSignal(1, 2, 300, 200, 0)"}));
-        QCOMPARE(controller->getVideoState(), Common::Busy);
-        QCOMPARE(controller->selectedRect(), taken);
-    }
-
-    void refusedStarts_data()
-    {
-        QTest::addColumn<QRect>("rect");
-        QTest::addColumn<bool>("select");
-        QTest::addColumn<bool>("attached");
-        QTest::newRow("15 wide") << QRect(10, 10, 15, 100) << true << false;
-        QTest::newRow("7 high") << QRect(10, 10, 100, 7) << true << false;
-        QTest::newRow("no selection") << QRect() << false << false;
-        // With an interface its own selection counts, not the one set before.
-        QTest::newRow("interface's selection") << QRect(0, 0, 640, 360) << true << true;
-    }
-
-    void refusedStarts()
-    {
-        QFETCH(QRect, rect);
-        QFETCH(bool, select);
-        QFETCH(bool, attached);
-        controller->setSelectedRectangle(rect);
-        QCOMPARE(port.calls, QStringList{QString("setSelectedRectangle(%1, %2, %3, %4, 0)")
-                                             .arg(rect.x())
-                                             .arg(rect.y())
-                                             .arg(rect.width())
-                                             .arg(rect.height())});
-        port.attached = attached;
-        port.chosen = QRect(10, 10, 15, 8);
-        QTest::ignoreMessage(QtDebugMsg, "[AC]: select area not choosen...");
-        controller->toggleRecordingSkin(select);
-        QVERIFY(!controller->isStarting() && !controller->isRecording());
-        QVERIFY2(controller->recordingMutex.tryLock(), "the baton must be free after a refused start");
-        controller->recordingMutex.unlock();
-        QTest::qWait(400); // no start was scheduled
-        QCOMPARE(controller->getVideoState(), Common::Idle);
-        QVERIFY(!controller->coder->isRunning());
+        QStringList got = port.calls;
+        if (controller->uploadTickDelay() >= 0)
+            got << "run in " + QString::number(controller->uploadTickDelay());
+        if (controller->isUploadForced())
+            got << "forced";
+        QCOMPARE(got.join(' '), reaction);
     }
 
     void stopRequestsWhileSessionExists()
@@ -239,9 +240,7 @@ private slots:
         QCOMPARE(micSpy.count(), 1); // no signal without a change
         controller->sysLevel = 17;
         controller->setVideoState(Common::Idle);
-        QVERIFY(!controller->isPollingLevels());
-        QCOMPARE(controller->getSysLevel(), 0);
-
+        QVERIFY(!controller->isPollingLevels() && controller->getSysLevel() == 0);
         ffmpegMux* coder = controller->coder;
         coder->running = 1;
         coder->cpuLoad = 40;
@@ -254,143 +253,55 @@ private slots:
         QTest::qWait(50);            // let the queued run reports pass
     }
 
-    void uploaderCadence_data()
+    // The account flags before (kAccountFlags in order, "1" on), a request and
+    // the service's answer ("key=value;..."), against the account after:
+    // "login,password,salt|uploader's token|flags|quality,never set|new rand|interface state".
+    void serviceAnswers_data()
     {
-        QTest::addColumn<Action>("action");
-        QTest::addColumn<int>("delay"); // of the next run; -1 none
-        QTest::addColumn<bool>("forced");
-        AppController* c = controller;
-        const auto row = [](const char* name, Action action, int delay, bool forced) {
-            QTest::newRow(name) << action << delay << forced;
+        QTest::addColumn<QString>("given");
+        QTest::addColumn<QString>("account");
+        const auto row = [](const char* name, QString given, QString account) {
+            QTest::newRow(name) << given << account;
         };
-        // Nobody is signed in: the run ends at once with "nothing more for now".
-        row(
-            "tick", [c] { c->tick(); }, 5000, false);
-        const auto tickInRun = [c] {
-            c->uploader->is_running = 1;
-            QTest::ignoreMessage(QtDebugMsg, "UploadQueue() still running...");
-            c->tick();
-        };
-        row("tick during a run", tickInRun, -1, false);
-        row(
-            "finished 128", [c] { c->uploadFinished(128); }, 500, false);
-        row(
-            "finished 127, a retry", [c] { c->uploadFinished(127); }, 5000, true);
-        row(
-            "finished 0", [c] { c->uploadFinished(0); }, 5000, false);
-        const auto activateInRun = [c] {
-            c->uploader->is_running = 1;
-            QTest::ignoreMessage(QtDebugMsg, "[AC]: activateUploader  - is already active.");
-            QVERIFY(!c->activateUploader());
-        };
-        row("activate during a run", activateInRun, -1, true);
-        // Automatic upload is off without an account, so the run is forced.
-        row(
-            "activate", [c] { QVERIFY(c->activateUploader()); }, 100, true);
-        const auto suspend = [c] {
-            c->uploadFinished(0);
-            c->suspendPower();
-            c->suspendPower(); // a second event is a no-op
-            QVERIFY(!c->isPowerOn());
-        };
-        row("suspended", suspend, -1, false);
-        const auto resume = [c] {
-            c->resumePower();
-            QVERIFY(c->isPowerOn());
-        };
-        row("resumed", resume, 5000, false);
+        const QString kept = "alice,token-1,salt-1|token-1|", out = ",,||00000|0,true|false|setXmlMessage(";
+        const QString ok = "|get_user|result=OK;message=<b/>;name=", bad = "11111|get_upload_url|result=ERROR;message=";
+        row("same name", "00000" + ok + "alice", kept + "11100|2,false|false|setXmlMessage(<b/>)");
+        row("new name", "00000" + ok + "alice2",
+            "alice2,token-1,salt-1|token-1|11100|2,false|true|setXmlMessage(<b/>)");
+        row("manual choices stay", "00011" + ok + "alice", kept + "10011|2,false|false|setXmlMessage(<b/>)");
+        row("refused", "11100|get_user|result=FAIL;message=<b/>", kept + "01100|2,false|false|setXmlMessage(<b/>)");
+        row("invalid token", bad + "INVALID TOKEN!", out + "INVALID TOKEN!) setLoginState(1)");
+        row("invalid token, any case", bad + "Invalid Token!", out + "Invalid Token!) setLoginState(1)");
+        row("account deleted", bad + ";status=deleted", out + ") setLoginState(1)");
+        row("not authorized", bad + "NOT AUTHORIZED!", kept + "11111|2,false|false|setXmlMessage(NOT AUTHORIZED!)");
+        row("other error", bad + "Server is busy", kept + "11111|2,false|false|setXmlMessage(Server is busy)");
     }
 
-    void uploaderCadence()
+    void serviceAnswers()
     {
-        QFETCH(Action, action);
-        QFETCH(int, delay);
-        QFETCH(bool, forced);
-        action();
-        QCOMPARE(controller->uploadTickDelay(), delay);
-        QCOMPARE(controller->isUploadForced(), forced);
-    }
-
-    // What the service's answer to get_user sets; "manual": the user switched
-    // sharing and highlighting off.
-    void getUserAnswers_data()
-    {
-        QTest::addColumn<QString>("result");
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<bool>("manual");
-        QTest::addColumn<bool>("signedIn");
-        QTest::addColumn<bool>("switchedOn");
-        const auto row = [](const char* row, QString result, QString name, bool manual, bool in, bool on) {
-            QTest::newRow(row) << result << name << manual << in << on;
-        };
-        row("same name", "OK", "alice", false, true, true);
-        row("new name", "OK", "alice2", false, true, true);
-        row("manual choices stay", "OK", "alice", true, true, false);
-        row("refused", "FAIL", "", false, false, false);
-    }
-
-    void getUserAnswers()
-    {
-        QFETCH(QString, result);
-        QFETCH(QString, name);
-        QFETCH(bool, manual);
-        QFETCH(bool, signedIn);
-        QFETCH(bool, switchedOn);
-        signIn();
-        settings()->writeSetting("instant_share_disabled_manually", manual);
-        settings()->writeSetting("mouse_highlight_disabled_manually", manual);
-        const QString rand = controller->uploader->userRand;
-        QMap<QString, QString> answer{{"result", result}, {"message", "<b/>"}};
-        if (!name.isEmpty())
-            answer.insert("name", name);
-        controller->setUserInfo2(answer, "get_user");
-        QCOMPARE(settings()->readSettingBool("is_authenticated_user"), signedIn);
-        QCOMPARE(settings()->readSettingBool("auto_upload"), switchedOn);
-        QCOMPARE(settings()->readSettingBool("mouse_highlight"), switchedOn);
-        // Only a new name is stored and handed on, with the stored token and salt.
-        QCOMPARE(settings()->readSettingStr("login"), name.isEmpty() ? "alice" : name);
-        QCOMPARE(controller->uploader->userRand != rand, name == "alice2");
-        QCOMPARE(controller->uploader->userHash, QStringLiteral("token-1"));
-        QCOMPARE(port.calls.filter("setXmlMessage"), QStringList{"setXmlMessage(<b/>)"});
-    }
-
-    void refusalsThatSignOut_data()
-    {
-        QTest::addColumn<QString>("message");
-        QTest::addColumn<QString>("status");
-        QTest::addColumn<bool>("signedOut");
-        const auto row = [](const char* row, QString message, QString status, bool signedOut) {
-            QTest::newRow(row) << message << status << signedOut;
-        };
-        row("invalid token", "INVALID TOKEN!", "", true);
-        row("invalid token, any case", "Invalid Token!", "", true);
-        row("account deleted", "", "deleted", true);
-        row("not authorized", "NOT AUTHORIZED!", "", false);
-        row("other error", "Server is busy", "", false);
-    }
-
-    void refusalsThatSignOut()
-    {
-        QFETCH(QString, message);
-        QFETCH(QString, status);
-        QFETCH(bool, signedOut);
-        signIn();
-        for (const char* key : kAccountFlags)
-            settings()->writeSetting(key, true);
+        QFETCH(QString, given);
+        QFETCH(QString, account);
+        const QStringList parts = given.split('|');
+        signIn(parts[0]);
         settings()->writeSetting("recording_quality", 2);
-        QMap<QString, QString> error{{"result", "ERROR"}, {"message", message}, {"status", status}};
-        controller->setUserInfo2(error, "get_upload_url");
-        QCOMPARE(settings()->readSettingStr("password").isEmpty(), signedOut);
-        QCOMPARE(controller->uploader->userHash.isEmpty(), signedOut);
-        QCOMPARE(port.calls.contains("setLoginState(1)"), signedOut);
-        QCOMPARE(controller->isAutoUploadActive(), !signedOut);
-        for (const char* key : {"login", "salt"})
-            QCOMPARE(settings()->readSettingStr(key).isEmpty(), signedOut);
+        settings()->writeSetting("isVideoQualityNeverSet", false);
+        const QString rand = controller->uploader->userRand;
+        port.calls.clear();
+        QMap<QString, QString> answer;
+        for (const QString& pair : parts[2].split(';'))
+            answer.insert(pair.section('=', 0, 0), pair.section('=', 1));
+        controller->setUserInfo2(answer, parts[1]);
+        const auto text = [](const char* key) { return settings()->readSettingStr(key); };
+        QStringList calls = port.calls.filter(QRegularExpression("^set")); // the interface's state, each once
+        calls.removeDuplicates();
+        QString flags;
         for (const char* key : kAccountFlags)
-            QCOMPARE(settings()->readSettingBool(key), !signedOut);
-        QCOMPARE(settings()->readSettingInt("recording_quality"), signedOut ? 0 : 2);
-        if (signedOut)
-            QVERIFY(settings()->readSettingBool("isVideoQualityNeverSet"));
+            flags += text(key) == "true" ? '1' : '0';
+        const QString after = text("login") + ',' + text("password") + ',' + text("salt") + '|'
+                              + controller->uploader->userHash + '|' + flags + '|' + text("recording_quality") + ','
+                              + text("isVideoQualityNeverSet") + '|'
+                              + (controller->uploader->userRand != rand ? "true|" : "false|") + calls.join(' ');
+        QCOMPARE(after, account);
     }
 
     void webBridgeAndSignOut()
@@ -408,9 +319,9 @@ private slots:
         // New credentials from the sign-in page reach the settings and, through
         // reloadUploader, the uploader, which is run at once.
         api->invokeApplyNewCredentials("bob", "token-2", "salt-2");
-        QCOMPARE(settings()->readSettingStr("login"), QStringLiteral("bob"));
-        QCOMPARE(settings()->readSettingStr("salt"), QStringLiteral("salt-2"));
-        QCOMPARE(controller->uploader->userHash, QStringLiteral("token-2"));
+        QCOMPARE(settings()->readSettingStr("login") + ' ' + settings()->readSettingStr("salt") + ' '
+                     + controller->uploader->userHash,
+                 QString("bob salt-2 token-2"));
         QCOMPARE(controller->uploadTickDelay(), 100);
         controller->tickTimer->stop();
         // Signed out, the share button asks for an account instead of uploading.
@@ -421,20 +332,17 @@ private slots:
 
     void uniqueDisplayNames()
     {
-        // Each step stores a file under its title (when there is one), then asks for a name.
-        const QList<std::array<QString, 3>> steps{{"", "Clip", "Clip"},
-                                                  {"Clip", "Clip", "Clip (1)"},
-                                                  {"Clip (1)", "Clip", "Clip (2)"},
-                                                  {"Take (7)", "Take (7)", "Take (8)"},
-                                                  {"Bob's demo", "Bob's demo", "Bob's demo (1)"}};
+        // Each step, "stored|asked|name", stores a file under its title (when there is one), then asks for a name.
+        const QStringList steps{"|Clip|Clip", "Clip|Clip|Clip (1)", "Clip (1)|Clip|Clip (2)",
+                                "Take (7)|Take (7)|Take (8)", "Bob's demo|Bob's demo|Bob's demo (1)"};
         uint id = 100;
-        for (const auto& [stored, asked, name] : steps) {
+        for (const QString& step : steps) {
+            const QString stored = step.section('|', 0, 0).replace('\'', "''");
             if (!stored.isEmpty())
                 sqliteRows(
                     QString("INSERT INTO files (file_name, file_id, file_pseudoname) VALUES ('%1.mp4', %2, '%1');")
-                        .arg(QString(stored).replace('\'', "''"))
-                        .arg(++id));
-            QCOMPARE(controller->rewriteNameLineIfNeeded(asked), name);
+                        .arg(stored, QString::number(++id)));
+            QCOMPARE(controller->rewriteNameLineIfNeeded(step.section('|', 1, 1)), step.section('|', 2));
         }
         QCOMPARE(sqliteRows("SELECT COUNT(*) FROM files;"), QStringList{"4"}); // nothing written by the lookups
     }
