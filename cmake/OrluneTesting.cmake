@@ -22,7 +22,7 @@ endfunction()
 function(orlune_add_qtest)
   cmake_parse_arguments(T "" "NAME;TIMEOUT" "SOURCES;LIBS;LABELS" ${ARGN})
   add_executable(${T_NAME} ${T_SOURCES})
-  target_link_libraries(${T_NAME} PRIVATE orlune_testsupport orlune_constants Qt6::Test ${T_LIBS})
+  target_link_libraries(${T_NAME} PRIVATE orlune_testsupport Qt6::Test ${T_LIBS})
   target_compile_definitions(${T_NAME} PRIVATE
     ORLUNE_SOURCE_DIR="${PROJECT_SOURCE_DIR}"
     ORLUNE_BINARY_DIR="${PROJECT_BINARY_DIR}")

@@ -1,5 +1,7 @@
 #include "ServiceProcess.h"
 
+#include "Version.h"
+
 #include <QCryptographicHash>
 #include <QEventLoop>
 #include <QJsonDocument>
@@ -86,7 +88,7 @@ ServiceProcess::Reply ServiceProcess::post(const QString& pathAndQuery, const QB
 {
     QNetworkRequest request(QUrl(url(pathAndQuery)));
     request.setHeader(QNetworkRequest::ContentTypeHeader, contentType);
-    request.setRawHeader("User-Agent", "KVD Uploader/5.0.31");
+    request.setRawHeader("User-Agent", "KVD Uploader/" ORLUNE_VERSION);
     return wait(network.post(request, body));
 }
 
@@ -113,7 +115,7 @@ QMap<QString, QString> ServiceProcess::api(const QString& action, const Account&
         q.addQueryItem(item.first, item.second);
     for (const auto& item : credentials(account).queryItems(QUrl::FullyEncoded))
         q.addQueryItem(item.first, item.second);
-    q.addQueryItem("version", "5.0.31");
+    q.addQueryItem("version", ORLUNE_VERSION);
     const Reply r = get("/?" + q.toString(QUrl::FullyEncoded));
     if (raw)
         *raw = r;

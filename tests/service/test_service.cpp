@@ -2,6 +2,7 @@
 // loopback port, spoken to over HTTP only.
 #include "ServiceProcess.h"
 #include "TestTools.h"
+#include "Version.h"
 
 #include <QCryptographicHash>
 #include <QDir>
@@ -174,7 +175,7 @@ private slots:
         const QJsonArray journal = QJsonDocument::fromJson(service->get("/admin/requests").body).array();
         QVERIFY(std::any_of(journal.begin(), journal.end(), [](const QJsonValue& v) {
             return v.toObject().value("target").toString().contains("md5val=")
-                   && v.toObject().value("user_agent").toString() == "KVD Uploader/5.0.31";
+                   && v.toObject().value("user_agent").toString() == "KVD Uploader/" ORLUNE_VERSION;
         }));
     }
 
