@@ -3,6 +3,7 @@
 // link; a file that grows while it goes up; a run that is cut off and resumed;
 // the service away at start.
 #include "UploadTestSupport.h"
+#include "Version.h"
 
 #include <QTcpServer>
 
@@ -107,7 +108,7 @@ private slots:
                          ? q.queryItemValue("a")
                          : "POST " + q.queryItemValue("start_pos") + "+" + q.queryItemValue("length") + " "
                                + q.queryItemValue("finalized") + q.queryItemValue("file_preview_ext"));
-            QCOMPARE(r.toObject().value("user_agent").toString(), QString("KVD Uploader/5.0.31"));
+            QCOMPARE(r.toObject().value("user_agent").toString(), QString("KVD Uploader/" ORLUNE_VERSION));
             QCOMPARE(r.toObject().value("accept_encoding").toString(), QString("identity"));
         }
         QCOMPARE(road, QStringList({"get_user", "get_upload_url", "POST 0+700000 1", "POST 700000+1200000 1",
@@ -138,13 +139,7 @@ private slots:
         // The recorder has opened the file and written two ranges.
         bench.writeFile(bench.path(name), all.left(300000));
         bench.writeFile(bench.path(name + ".jpg"), randomBytes(2000, 10));
-        UploadBench::sql(QString("insert into files values('%1', %2, %3, %4, 'false', '%5', 'false', '%6', '0', '%7', "
-                                 "'%8', 'false', '0', 'true')")
-                             .arg(name)
-                             .arg(id)
-                             .arg(1700000000)
-                             .arg(0)
-                             .arg(name + ".jpg", "true", "growing", QString()));
+        FilesTable::insertRecording(name, id, true);
         UploadBench::addSegments(id, 0, 0, {100000, 200000});
 
         QCOMPARE(bench.runOnce(), QList<int>({128}));
@@ -166,7 +161,7 @@ private slots:
         // The recording stops: the last range, then the final values.
         bench.writeFile(bench.path(name), all.mid(700000), true);
         UploadBench::addSegments(id, 700000, 4, {200000});
-        UploadBench::finalizeFile(id, all.size(), 5);
+        FilesTable::finalizeRecording(id, all.size(), 3, 5);
         bench.queue->isRecording = false;
         QSignalSpy done(bench.queue, &UploadQueue::uploadFileDone);
         QCOMPARE(bench.runOnce(), QList<int>({0}));
@@ -182,9 +177,7 @@ private slots:
         const quint32 id = 2150000003u;
         bench.queue->isRecording = true;
         bench.writeFile(bench.path("fresh.mp4"), QByteArray());
-        UploadBench::sql(QString("insert into files values('fresh.mp4', %1, 1700000000, 0, 'false', 'fresh.mp4.jpg', "
-                                 "'false', 'true', '0', 'fresh', '', 'false', '0', 'true')")
-                             .arg(id));
+        FilesTable::insertRecording("fresh.mp4", id, true);
         QCOMPARE(bench.runOnce(), QList<int>({128}));
         QCOMPARE(bench.runOnce(), QList<int>({0}));
         QCOMPARE(bench.fileState(id), QString("false|false|false|0|true"));
@@ -218,13 +211,11 @@ private slots:
         const quint32 shotId = 300, recId = 200;
         const QByteArray shot = randomBytes(40000, 30);
         bench.writeFile(bench.path("shot.png"), shot);
-        UploadBench::sql(
-            QString("insert into segments values('%1', %2, %3, 'false', '0')").arg(shotId).arg(0).arg(shot.size()));
-        UploadBench::sql(
-            QString("insert into files values('shot.png', %1, 1700000000, %2, 'false', 'shot.png', 'true', "
-                    "'true', '1', 'shot', '', 'true', '1', 'false')")
-                .arg(shotId)
-                .arg(shot.size()));
+        UploadBench::addSegments(shotId, 0, 0, {shot.size()});
+        UploadBench::insertRow("shot.png", shotId,
+                               QString("1700000000, %1, 'false', 'shot.png', 'true', 'true', '1', 'shot', '', 'true', "
+                                       "'1', 'false'")
+                                   .arg(shot.size()));
         const QByteArray rec = bench.record("rec200.mp4", recId, {50000}, true, 20);
 
         QSignalSpy done(bench.queue, &UploadQueue::uploadFileDone);

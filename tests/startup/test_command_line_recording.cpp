@@ -4,8 +4,8 @@
 // fills up, and one without a sound server (the start after the full disk).
 // The file is checked with ffprobe, its box structure read directly, and its
 // database rows with sqlite3.
+#include "LoggedStart.h"
 #include "MovingPicture.h"
-#include "OrluneProcess.h"
 
 #include <QFileInfo>
 #include <QJsonObject>
@@ -22,7 +22,7 @@ QStringList fileRow(const QString& path)
     return sqliteTool(orluneDatabaseFile(), QString("SELECT file_id, file_size, file_finalized, file_segments_count "
                                                     "FROM files WHERE file_name='%1';")
                                                 .arg(QFileInfo(path).fileName()))
-        .split(QLatin1Char('|'));
+        .split('|');
 }
 
 // Where the segments rows of a file end when they follow one another from its
@@ -34,7 +34,7 @@ qint64 segmentsCover(const QString& fileId)
         QString("SELECT seg_id, seg_pos, seg_size FROM segments WHERE file_id=%1 ORDER BY seg_id;").arg(fileId));
     qint64 covered = segments.isEmpty() ? -1 : 0;
     for (int i = 0; i < segments.size() && covered >= 0; ++i) {
-        const QStringList seg = segments[i].split(QLatin1Char('|'));
+        const QStringList seg = segments[i].split('|');
         covered = seg.size() == 3 && seg[0].toInt() == i && seg[1].toLongLong() == covered
                       ? covered + seg[2].toLongLong()
                       : -1;
@@ -76,7 +76,6 @@ class TestCommandLineRecording : public QObject
 private slots:
     void initTestCase()
     {
-        QVERIFY2(QFile::exists(orluneBin()), "ORLUNE_BIN must name the orlune program");
         for (const char* tool : {"ffplay", "ffprobe", "sqlite3"})
             QVERIFY2(!QStandardPaths::findExecutable(QLatin1String(tool)).isEmpty(), tool);
         QVERIFY2(!qEnvironmentVariableIsEmpty("DISPLAY"), "the test needs the session's X server");
@@ -157,18 +156,9 @@ private slots:
     void interruptStopsAndFinalizes()
     {
         QTest::qWait(1100); // a file name and a log of its own
-        const QStringList before = logNames();
         QProcess process;
-        startOrlune(process, {"-record", "0,0,640,360"});
-        QVERIFY(process.waitForStarted(5000));
-        QString log;
-        QVERIFY2(waitUntil(
-                     [&] {
-                         log = newLogSince(before);
-                         return !log.isEmpty() && readLog(log).contains("[CLI]: recording started");
-                     },
-                     60000),
-                 "the recording did not start");
+        const QString log = startUntilLogged(process, {"-record", "0,0,640,360"}, "[CLI]: recording started");
+        QVERIFY2(!log.isEmpty(), "the recording did not start");
         QTest::qWait(2000);
         ::kill(pid_t(process.processId()), SIGINT);
 
@@ -197,7 +187,7 @@ private slots:
         const QString copied = QDir::homePath() + "/copied";
         QVERIFY(QDir().mkpath(small) && QDir().mkpath(copied));
         const QString oldFilesPath = orluneFilesPath();
-        QSettings(orluneConfigFile(), QSettings::NativeFormat).setValue(QStringLiteral("files_path"), small);
+        QSettings(orluneConfigFile(), QSettings::NativeFormat).setValue("files_path", small);
         const QStringList before = logNames();
 
         const QString script = QString("mount -t tmpfs -o size=400k none \"$1\" || exit 97; shift 2; \"$@\"; "
@@ -210,7 +200,7 @@ private slots:
         process.start("unshare", {"--user", "--map-root-user", "--mount", "sh", "-c", script, small, small, "--",
                                   orluneBin(), "-record", "0,0,640,480", "-duration", "40", "-exit-when-done"});
         const OrluneRun run = collectOrlune(process, 90000);
-        QSettings(orluneConfigFile(), QSettings::NativeFormat).setValue(QStringLiteral("files_path"), oldFilesPath);
+        QSettings(orluneConfigFile(), QSettings::NativeFormat).setValue("files_path", oldFilesPath);
         QVERIFY2(run.finished, qPrintable(run.err));
         QVERIFY2(run.exitCode != 97, "the small disk could not be mounted");
 
@@ -221,7 +211,7 @@ private slots:
         QVERIFY2(!log.contains("[CLI]: stopping the recording"), qPrintable(log.right(3000)));
         const QStringList files = QDir(copied).entryList({"*.mp4"}, QDir::Files);
         QCOMPARE(files.size(), 1);
-        const QString path = copied + QLatin1Char('/') + files.first();
+        const QString path = copied + '/' + files.first();
 
         // Every row covers bytes that reached the disk, without gaps, and the
         // rows' bytes are a file whose fragments play.
