@@ -154,60 +154,49 @@ private slots:
         QVERIFY(eventFiles(folder, "*.pending.json").isEmpty());
     }
 
-    void fatalSignalWritesEventWithBacktrace_data()
+    // A fatal signal leaves a pending event with a backtrace; a fatal message
+    // is reported, logged and ends the process with 1.
+    void fatalEndWritesEvent_data()
     {
         QTest::addColumn<QString>("mode");
-        QTest::addColumn<int>("signal");
+        QTest::addColumn<int>("exitCode"); // the signal for a crash
         QTest::addColumn<QString>("message");
         QTest::newRow("segv") << "segv" << SIGSEGV << "Fatal signal 11 (SIGSEGV)";
         QTest::newRow("abort") << "abort" << SIGABRT << "Fatal signal 6 (SIGABRT)";
+        QTest::newRow("fatal message") << "fatal" << 1 << "[T]: the end";
     }
 
-    void fatalSignalWritesEventWithBacktrace()
+    void fatalEndWritesEvent()
     {
         QFETCH(QString, mode);
-        QFETCH(int, signal);
+        QFETCH(int, exitCode);
         QFETCH(QString, message);
+        const bool crash = mode != "fatal";
         QTemporaryDir folder;
-        std::unique_ptr<QProcess> helper(startHelper({mode, folder.path()}));
+        std::unique_ptr<QProcess> helper(startHelper({mode, folder.path(), crash ? QString() : folder.path()}));
         QVERIFY(helper->waitForFinished(20000));
-        QCOMPARE(helper->exitStatus(), QProcess::CrashExit);
-        QCOMPARE(helper->exitCode(), signal);
+        QCOMPARE(helper->exitStatus(), crash ? QProcess::CrashExit : QProcess::NormalExit);
+        QCOMPARE(helper->exitCode(), exitCode);
 
-        const QStringList files = eventFiles(folder.path(), "*.pending.json");
+        const QStringList files = eventFiles(folder.path(), crash ? "*.pending.json" : "*.json");
         QCOMPARE(files.size(), 1);
         const QJsonObject event = readEvent(folder.filePath(files[0]));
         QCOMPARE(event["level"].toString(), QString("fatal"));
         QCOMPARE(event["message"].toString(), message);
+        if (!crash) {
+            QVERIFY(helper->readAllStandardError().contains("[T]: the end\n"));
+            QCOMPARE(event["logger"].toString(), QString("[FATAL]"));
+            QFile log(folder.filePath("LOG_fatal.log"));
+            QVERIFY(log.open(QIODevice::ReadOnly));
+            QCOMPARE(log.readAll(), QByteArray("[T]: the end\n"));
+            return;
+        }
         QCOMPARE(event["release"].toString(), QString("orlune@test"));
         QCOMPARE(event["event_id"].toString() + ".pending.json", files[0]);
         QCOMPARE(event["user"].toObject()["username"].toString(), QString("ann \"the tester\""));
         QVERIFY(isRecentTimestamp(event["timestamp"]));
-        const QJsonArray frames = event["backtrace"].toArray();
-        QVERIFY(frames.size() >= 3);
-        QVERIFY2(QJsonDocument(frames).toJson().contains("app_crash_helper"),
-                 QJsonDocument(frames).toJson().constData());
-    }
-
-    void fatalMessageReportsAndExitsWithOne()
-    {
-        QTemporaryDir folder;
-        std::unique_ptr<QProcess> helper(startHelper({"fatal", folder.path(), folder.path()}));
-        QVERIFY(helper->waitForFinished(20000));
-        QCOMPARE(helper->exitStatus(), QProcess::NormalExit);
-        QCOMPARE(helper->exitCode(), 1);
-        QVERIFY(helper->readAllStandardError().contains("[T]: the end\n"));
-
-        const QStringList files = eventFiles(folder.path());
-        QCOMPARE(files.size(), 1);
-        const QJsonObject event = readEvent(folder.filePath(files[0]));
-        QCOMPARE(event["logger"].toString(), QString("[FATAL]"));
-        QCOMPARE(event["level"].toString(), QString("fatal"));
-        QCOMPARE(event["message"].toString(), QString("[T]: the end"));
-
-        QFile log(folder.filePath("LOG_fatal.log"));
-        QVERIFY(log.open(QIODevice::ReadOnly));
-        QCOMPARE(log.readAll(), QByteArray("[T]: the end\n"));
+        const QByteArray frames = QJsonDocument(event["backtrace"].toArray()).toJson();
+        QVERIFY2(event["backtrace"].toArray().size() >= 3 && frames.contains("app_crash_helper"), frames.constData());
     }
 };
 

@@ -238,4 +238,20 @@ public:
     }
 
     QJsonArray requests() const { return service->requests(); }
+
+    // The requests since the first-th, without the test's own downloads through short links.
+    QJsonArray requestsSince(int first) const
+    {
+        const QJsonArray all = requests();
+        QJsonArray out;
+        for (int i = first; i < all.size(); ++i)
+            if (!all.at(i).toObject().value("target").toString().startsWith("/s/"))
+                out.append(all.at(i));
+        return out;
+    }
+
+    static QUrlQuery queryOf(const QJsonValue& request)
+    {
+        return QUrlQuery(QUrl("http://h" + request.toObject().value("target").toString()).query());
+    }
 };

@@ -32,9 +32,8 @@ class TestUploadDeletion : public QObject
     QStringList actionsSince(int first)
     {
         QStringList out;
-        const QJsonArray all = bench.requests();
-        for (int i = first; i < all.size(); ++i) {
-            const QUrlQuery q(QUrl("http://h" + all.at(i).toObject().value("target").toString()).query());
+        for (const QJsonValue& request : bench.requestsSince(first)) {
+            const QUrlQuery q = UploadBench::queryOf(request);
             out << (q.hasQueryItem("a") ? q.queryItemValue("a") + " " + q.queryItemValue("file_id") : "POST");
         }
         return out;

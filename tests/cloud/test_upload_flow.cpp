@@ -13,26 +13,10 @@ class TestUploadFlow : public QObject
 
     UploadBench bench;
 
-    QJsonArray requestsSince(int first)
-    {
-        const QJsonArray all = bench.requests();
-        QJsonArray out;
-        // The test's own downloads through short links are left out.
-        for (int i = first; i < all.size(); ++i)
-            if (!all.at(i).toObject().value("target").toString().startsWith("/s/"))
-                out.append(all.at(i));
-        return out;
-    }
-
-    static QUrlQuery queryOf(const QJsonValue& request)
-    {
-        return QUrlQuery(QUrl("http://h" + request.toObject().value("target").toString()).query());
-    }
-
     static QStringList keysOf(const QJsonValue& request)
     {
         QStringList out;
-        for (const auto& item : queryOf(request).queryItems())
+        for (const auto& item : UploadBench::queryOf(request).queryItems())
             out << item.first;
         return out;
     }
@@ -100,10 +84,10 @@ private slots:
         QCOMPARE(bench.downloadThroughShortLink(id, "/preview"), gif);
 
         // What went over the wire, in order, with the program's headers.
-        const QJsonArray sent = requestsSince(first);
+        const QJsonArray sent = bench.requestsSince(first);
         QStringList road;
         for (const auto& r : sent) {
-            const QUrlQuery q = queryOf(r);
+            const QUrlQuery q = UploadBench::queryOf(r);
             road << (q.hasQueryItem("a")
                          ? q.queryItemValue("a")
                          : "POST " + q.queryItemValue("start_pos") + "+" + q.queryItemValue("length") + " "
@@ -121,11 +105,11 @@ private slots:
                               "start_pos", "length", "fullsize", "file_segments_count", "bits", "os", "md5val",
                               "machine_id", "user_token", "user_rand", "user_hash", "upload_key"}));
         QCOMPARE(sent[2].toObject().value("content_type").toString(), QString("application/octet-stream"));
-        QCOMPARE(queryOf(sent[4]).queryItemValue("segment_id"), QString("2"));
-        QCOMPARE(queryOf(sent[4]).queryItemValue("file_segments_count"), QString("3"));
+        QCOMPARE(UploadBench::queryOf(sent[4]).queryItemValue("segment_id"), QString("2"));
+        QCOMPARE(UploadBench::queryOf(sent[4]).queryItemValue("file_segments_count"), QString("3"));
         // The preview goes with the finalized column where the count would be: 'true' reads as 0.
-        QCOMPARE(queryOf(sent[5]).queryItemValue("file_segments_count"), QString("0"));
-        QCOMPARE(queryOf(sent[5]).queryItemValue("fullsize"), QString("5000"));
+        QCOMPARE(UploadBench::queryOf(sent[5]).queryItemValue("file_segments_count"), QString("0"));
+        QCOMPARE(UploadBench::queryOf(sent[5]).queryItemValue("fullsize"), QString("5000"));
         QCOMPARE(keysOf(sent[8]), QStringList({"a", "file_id", "file_name", "file_pseudoname", "machine_id",
                                                "user_token", "user_rand", "user_hash", "upload_key", "bits", "os"}));
     }
@@ -200,8 +184,8 @@ private slots:
 
         const int first = bench.requests().size();
         QCOMPARE(bench.runOnce(), QList<int>({0}));
-        QCOMPARE(queryOf(requestsSince(first).at(0)).queryItemValue("a"), QString("get_upload_url"));
-        QCOMPARE(queryOf(requestsSince(first).at(1)).queryItemValue("start_pos"), QString("800000"));
+        QCOMPARE(UploadBench::queryOf(bench.requestsSince(first).at(0)).queryItemValue("a"), QString("get_upload_url"));
+        QCOMPARE(UploadBench::queryOf(bench.requestsSince(first).at(1)).queryItemValue("start_pos"), QString("800000"));
         QCOMPARE(bench.fileState(id), QString("true|true|true|1600000|true"));
         QCOMPARE(bench.downloadThroughShortLink(id), data);
     }
