@@ -165,7 +165,8 @@ private slots:
         QCOMPARE(qgetenv("QTWEBENGINE_REMOTE_DEBUGGING"), QByteArray("54321"));
     }
 
-    void updaterInitSweepsMovedAsideFiles()
+    // The updater's start sweeps files moved aside by an update and drops an unfinished download.
+    void updaterInit()
     {
         const QString dir = QCoreApplication::applicationDirPath() + "/oldversion-probe";
         QDir(dir).removeRecursively();
@@ -177,10 +178,8 @@ private slots:
         SettingsManager* settings = SettingsManager::instance();
         FvUpdater::init(settings, settings);
         QVERIFY(FvUpdater::sharedUpdater());
-        QVERIFY(!QFile::exists(dir + "/a.so.oldversion"));
-        QVERIFY(!QFile::exists(dir + "/deep/b.qml.oldversion2"));
-        QVERIFY(QFile::exists(dir + "/c.oldversion.txt"));
-        QVERIFY(QFile::exists(dir + "/d.so"));
+        QCOMPARE(QFile::exists(dir + "/a.so.oldversion") || QFile::exists(dir + "/deep/b.qml.oldversion2"), false);
+        QVERIFY(QFile::exists(dir + "/c.oldversion.txt") && QFile::exists(dir + "/d.so"));
 
         // A second init only warns.
         FvUpdater* before = FvUpdater::sharedUpdater();
@@ -189,17 +188,12 @@ private slots:
         QCOMPARE(FvUpdater::sharedUpdater(), before);
         QVERIFY(LogCapture::lines().contains("[FvUpdater] Already initialized."));
         QDir(dir).removeRecursively();
-    }
 
-    void unreadableUpdateMetadataIsDropped()
-    {
-        SettingsManager* settings = SettingsManager::instance();
-        FvUpdater::init(settings, settings);
+        // An update whose metadata has fewer than three fields did not finish downloading.
         FvUpdater* updater = FvUpdater::sharedUpdater();
         const QString zip = updater->updateFilePath();
         QCOMPARE(zip, QCoreApplication::applicationDirPath() + QString("/update.zip"));
 
-        // Fewer than three fields: not a download that finished.
         touch(zip);
         QFile meta(zip + ".metadata");
         QVERIFY(meta.open(QIODevice::WriteOnly));
