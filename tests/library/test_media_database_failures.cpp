@@ -6,7 +6,6 @@
 #include "TestTools.h"
 
 #include <QDir>
-#include <QRandomGenerator>
 #include <QSqlQuery>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -41,15 +40,6 @@ private:
             "create view files as select * from files_store;"
             "insert into files_store values('old.mp4', 3);"
             "PRAGMA user_version=40;");
-    }
-
-    static void makeFolder(const QString& path) { QVERIFY(QDir().mkpath(path)); }
-
-    void writeFile(const QByteArray& bytes)
-    {
-        QFile file(dbFile());
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        QCOMPARE(file.write(bytes), bytes.size());
     }
 
 private slots:
@@ -127,10 +117,8 @@ private slots:
         QFETCH(int, version);
         QFETCH(int, keepBytes);
         if (kind == "garbage") {
-            QByteArray garbage(keepBytes, Qt::Uninitialized);
-            QRandomGenerator random(1234);
-            random.fillRange(reinterpret_cast<quint32*>(garbage.data()), garbage.size() / 4);
-            writeFile(garbage);
+            QFile file(dbFile());
+            QVERIFY(file.open(QIODevice::WriteOnly) && file.write(randomBytes(keepBytes, 1234)) == keepBytes);
         } else {
             sqliteTool(
                 dbFile(),
@@ -146,7 +134,7 @@ private slots:
         }
         const QByteArray before = fileDigest(dbFile());
         answerQuestionWith(true);
-        makeFolder(settingsPath() + "/cache");
+        QVERIFY(QDir().mkpath(settingsPath() + "/cache"));
 
         LogCapture log;
         QVERIFY(!openDatabase(settingsPath()));
