@@ -127,10 +127,13 @@ private slots:
 
     void signedOutKeepsRemovalsForLater()
     {
+        // Signed out, the account page shows and nothing is sent.
         queueRemoval(9009, "later.mp4", "k");
         bench.queue->setUserCredentials("", "", "");
+        QCOMPARE(bench.host.tabs, QList<int>({1}));
         const int first = bench.requests().size();
         QCOMPARE(bench.runOnce(), QList<int>({0}));
+        QCOMPARE(bench.queue->is_running, 0);
         QCOMPARE(bench.requests().size(), first);
         QCOMPARE(queuedIds(), QStringList({"9009"}));
 

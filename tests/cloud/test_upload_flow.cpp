@@ -25,17 +25,6 @@ private slots:
     void initTestCase() { QVERIFY(bench.start()); }
     void init() { bench.reset(); }
 
-    void nobodySignedInSendsNothing()
-    {
-        const int before = bench.requests().size();
-        bench.queue->setUserCredentials("", "", "");
-        QCOMPARE(bench.host.tabs, QList<int>({1}));
-        QCOMPARE(bench.runOnce(), QList<int>({0}));
-        QCOMPARE(bench.queue->is_running, 0);
-        QCOMPARE(bench.requests().size(), before);
-        bench.queue->setUserCredentials(bench.account.login, bench.account.token, bench.account.salt);
-    }
-
     void finalizedFileGoesUpWithItsPreview()
     {
         const quint32 id = 2000000001u;
