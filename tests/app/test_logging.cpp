@@ -49,19 +49,6 @@ QStringList readLines(const QString& path)
     return QString::fromUtf8(file.readAll()).split('\n', Qt::SkipEmptyParts);
 }
 
-bool anyLineStartsWith(const QStringList& lines, const QString& start)
-{
-    for (const QString& line : lines)
-        if (line.startsWith(start))
-            return true;
-    return false;
-}
-
-QString dataFolder()
-{
-    return QStandardPaths::standardLocations(QStandardPaths::AppLocalDataLocation).value(0);
-}
-
 void createFile(const QString& path)
 {
     QFile file(path);
@@ -103,12 +90,8 @@ private slots:
     void logFileNameIsTheStartTime()
     {
         const QString name = Logging::logFileName();
-        QVERIFY2(
-            QRegularExpression("^LOG_\\d{4}\\.\\d{2}\\.\\d{2}_\\d{2}\\.\\d{2}\\.\\d{2}\\.log$").match(name).hasMatch(),
-            qPrintable(name));
         const QDateTime named = QDateTime::fromString(name, "'LOG_'yyyy.MM.dd_HH.mm.ss'.log'");
-        QVERIFY(named.isValid());
-        QVERIFY(qAbs(named.secsTo(QDateTime::currentDateTime())) < 5);
+        QVERIFY2(named.isValid() && qAbs(named.secsTo(QDateTime::currentDateTime())) < 5, qPrintable(name));
     }
 
     void linesAreBareTextAppended()
@@ -165,15 +148,12 @@ private slots:
         const QString encoderInfo =
             QString("[FFmpeg] INFO [libx264 @ 0x%1] encoder info 1").arg(quintptr(&encoder), 0, 16);
         QVERIFY2(lines.contains(encoderInfo), qPrintable(lines.join('\n')));
-        QVERIFY(anyLineStartsWith(lines, "[FFmpeg] PANIC [mp4 @ "));
-        QVERIFY(anyLineStartsWith(lines, "[FFmpeg] FATAL [mp4 @ "));
-        QVERIFY(anyLineStartsWith(lines, "[FFmpeg] ERROR [mp4 @ "));
         QVERIFY(lines.contains("[FFmpeg] WARNING plain warning"));
         QVERIFY(lines.contains("[VENC]: MFT name: H264 Encoder MFT"));
-        QVERIFY(anyLineStartsWith(lines, "[FFmpeg] VERBOSE [libx264 @ "));
-        QVERIFY(anyLineStartsWith(lines, "[FFmpeg] DEBUG [libx264 @ "));
-        QVERIFY(anyLineStartsWith(lines, "[FFmpeg] TRACE [libx264 @ "));
-        QVERIFY(anyLineStartsWith(lines, "[FFmpeg] [libx264 @ "));
+        for (const char* start : {"PANIC [mp4 @ ", "FATAL [mp4 @ ", "ERROR [mp4 @ ", "VERBOSE [libx264 @ ",
+                                  "DEBUG [libx264 @ ", "TRACE [libx264 @ ", "[libx264 @ "})
+            QVERIFY2(!lines.filter(QRegularExpression("^\\[FFmpeg\\] " + QRegularExpression::escape(start))).isEmpty(),
+                     start);
         const QString all = lines.join('\n');
         for (const char* dropped : {"muxer info", "no object info", "above the level", "muxer debug"})
             QVERIFY2(!all.contains(dropped), dropped);
@@ -217,9 +197,8 @@ private slots:
         QCOMPARE(QDir(folder.path()).entryList(QDir::Files).size(), 5);
 
         deleteOldLogFilesIn(folder.path(), 7, created.addDays(8));
-        QStringList left = QDir(folder.path()).entryList(QDir::Files);
-        QCOMPARE(left, QStringList({"LOG_2020.01.01_keep.log", "LOG_2020.01.02_KEEP.log", "notes.txt"}));
-
+        const QStringList left = {"LOG_2020.01.01_keep.log", "LOG_2020.01.02_KEEP.log", "notes.txt"};
+        QCOMPARE(QDir(folder.path()).entryList(QDir::Files), left);
         deleteOldLogFilesIn(folder.path(), 7, created.addDays(3650));
         QCOMPARE(QDir(folder.path()).entryList(QDir::Files), left);
     }
@@ -227,8 +206,9 @@ private slots:
     // The birth time decides where the file system keeps one; otherwise the last change.
     void sweepOfTheDataFolderUsesBirthTime()
     {
-        QVERIFY(QDir().mkpath(dataFolder()));
-        const QString path = QDir(dataFolder()).filePath("LOG_2000.01.01_00.00.00.log");
+        const QString folder = QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation);
+        QVERIFY(QDir().mkpath(folder));
+        const QString path = folder + "/LOG_2000.01.01_00.00.00.log";
         createFile(path);
         QFile file(path);
         QVERIFY(file.open(QIODevice::ReadWrite));

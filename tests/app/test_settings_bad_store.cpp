@@ -1,5 +1,7 @@
 // A store edited by hand with values of the wrong type: the manager starts,
 // reads what QVariant makes of them, and keeps the file's text as it was.
+// And the hosts the program talks to, from the environment.
+#include "Endpoints.h"
 #include "SettingsManager.h"
 
 #include <QDir>
@@ -62,6 +64,23 @@ private slots:
         QCOMPARE(file.value("camera_size_percentage").toString(), QString("big"));
         QCOMPARE(file.value("FVNewVersionPolicy").toString(), QString("install"));
         QCOMPARE(file.allKeys().size(), 46);
+    }
+
+    // Hosts come from the environment with the reference service as default, always ending in "/".
+    void environmentOverridesAndGainsSlash()
+    {
+        qunsetenv("ORLUNE_SERVICE_URL");
+        qunsetenv("ORLUNE_CRASH_DSN");
+        QCOMPARE(Endpoints::serviceUrl(), QString("http://127.0.0.1:8765/"));
+        QCOMPARE(Endpoints::crashDsn(), QString());
+        qputenv("ORLUNE_SERVICE_URL", "https://api.example.org/v2");
+        qputenv("ORLUNE_WEB_URL", "https://www.example.org/");
+        qputenv("ORLUNE_CRASH_DSN", "https://crash.example.org/store");
+        QCOMPARE(Endpoints::serviceUrl(), QString("https://api.example.org/v2/"));
+        QCOMPARE(Endpoints::webUrl(), QString("https://www.example.org/"));
+        QCOMPARE(Endpoints::crashDsn(), QString("https://crash.example.org/store"));
+        for (const QString& url : {Endpoints::ipEchoUrl(), Endpoints::changeLogUrl(), Endpoints::reportFormUrl()})
+            QVERIFY2(url.startsWith("https://www.example.org/") && !url.endsWith(".org/"), qPrintable(url));
     }
 };
 

@@ -9,7 +9,9 @@
 #include "ServiceProcess.h"
 #include "TestTools.h"
 
+#include "FilesTable.h"
 #include "MediaDatabase.h"
+#include "SegmentsTable.h"
 #include "SettingsManager.h"
 #include "UploadHost.h"
 #include "UploadQuestions.h"
@@ -123,10 +125,7 @@ public:
     {
         QSignalSpy finished(queue, &UploadQueue::uploadFinished);
         queue->run();
-        QElapsedTimer clock;
-        clock.start();
-        while ((queue->is_running || finished.isEmpty()) && clock.elapsed() < timeoutMs)
-            QTest::qWait(5);
+        waitUntil([&] { return !queue->is_running && !finished.isEmpty(); }, timeoutMs);
         QTest::qWait(50); // a failed reply reports twice: error, then finished
         QList<int> codes;
         for (const auto& args : finished)
@@ -175,40 +174,25 @@ public:
         writeFile(path(name), data);
         writeFile(path(name + ".jpg"), randomBytes(3000, seed + 100));
         writeFile(path(name + ".gif"), randomBytes(5000, seed + 200));
-        sql(QString("insert into files values('%1', %2, %3, %4, 'false', '%5', 'false', '%6', '0', '%7', '%8', "
-                    "'false', '0', 'true')")
-                .arg(name)
-                .arg(id)
-                .arg(QDateTime::currentSecsSinceEpoch())
-                .arg(0)
-                .arg(name + ".jpg", "true", QFileInfo(name).completeBaseName(), QString()));
+        FilesTable::insertRecording(name, id, true);
         addSegments(id, 0, 0, ranges);
         if (finalize)
-            finalizeFile(id, total, ranges.size());
+            FilesTable::finalizeRecording(id, total, 3, ranges.size());
         return data;
+    }
+
+    // A files row written as it stands: the values after file_name and file_id.
+    static void insertRow(const QString& name, quint32 id, const QString& rest)
+    {
+        sql(QString("insert into files values('%1', %2, %3)").arg(name).arg(id).arg(rest));
     }
 
     static void addSegments(quint32 id, qint64 pos, int firstSegId, const QList<qint64>& ranges)
     {
-        int segId = firstSegId;
         for (qint64 r : ranges) {
-            sql(QString("insert into segments values('%1', %2, %3, 'false', '%4')")
-                    .arg(id)
-                    .arg(pos)
-                    .arg(r)
-                    .arg(segId++));
+            SegmentsTable::insert(id, pos, r, firstSegId++);
             pos += r;
         }
-    }
-
-    static void finalizeFile(quint32 id, qint64 size, int count)
-    {
-        sql(QString("UPDATE `files` SET `file_finalized`='true', `file_size`='%1', `file_duration`='%2', "
-                    "`file_segments_count`='%4' WHERE `file_id`='%3';")
-                .arg(size)
-                .arg(3)
-                .arg(id)
-                .arg(count));
     }
 
     // ---- checks -----------------------------------------------------------
@@ -254,4 +238,20 @@ public:
     }
 
     QJsonArray requests() const { return service->requests(); }
+
+    // The requests since the first-th, without the test's own downloads through short links.
+    QJsonArray requestsSince(int first) const
+    {
+        const QJsonArray all = requests();
+        QJsonArray out;
+        for (int i = first; i < all.size(); ++i)
+            if (!all.at(i).toObject().value("target").toString().startsWith("/s/"))
+                out.append(all.at(i));
+        return out;
+    }
+
+    static QUrlQuery queryOf(const QJsonValue& request)
+    {
+        return QUrlQuery(QUrl("http://h" + request.toObject().value("target").toString()).query());
+    }
 };

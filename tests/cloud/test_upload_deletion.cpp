@@ -32,9 +32,8 @@ class TestUploadDeletion : public QObject
     QStringList actionsSince(int first)
     {
         QStringList out;
-        const QJsonArray all = bench.requests();
-        for (int i = first; i < all.size(); ++i) {
-            const QUrlQuery q(QUrl("http://h" + all.at(i).toObject().value("target").toString()).query());
+        for (const QJsonValue& request : bench.requestsSince(first)) {
+            const QUrlQuery q = UploadBench::queryOf(request);
             out << (q.hasQueryItem("a") ? q.queryItemValue("a") + " " + q.queryItemValue("file_id") : "POST");
         }
         return out;
@@ -128,10 +127,13 @@ private slots:
 
     void signedOutKeepsRemovalsForLater()
     {
+        // Signed out, the account page shows and nothing is sent.
         queueRemoval(9009, "later.mp4", "k");
         bench.queue->setUserCredentials("", "", "");
+        QCOMPARE(bench.host.tabs, QList<int>({1}));
         const int first = bench.requests().size();
         QCOMPARE(bench.runOnce(), QList<int>({0}));
+        QCOMPARE(bench.queue->is_running, 0);
         QCOMPARE(bench.requests().size(), first);
         QCOMPARE(queuedIds(), QStringList({"9009"}));
 

@@ -3,6 +3,7 @@
 // link; a file that grows while it goes up; a run that is cut off and resumed;
 // the service away at start.
 #include "UploadTestSupport.h"
+#include "Version.h"
 
 #include <QTcpServer>
 
@@ -12,26 +13,10 @@ class TestUploadFlow : public QObject
 
     UploadBench bench;
 
-    QJsonArray requestsSince(int first)
-    {
-        const QJsonArray all = bench.requests();
-        QJsonArray out;
-        // The test's own downloads through short links are left out.
-        for (int i = first; i < all.size(); ++i)
-            if (!all.at(i).toObject().value("target").toString().startsWith("/s/"))
-                out.append(all.at(i));
-        return out;
-    }
-
-    static QUrlQuery queryOf(const QJsonValue& request)
-    {
-        return QUrlQuery(QUrl("http://h" + request.toObject().value("target").toString()).query());
-    }
-
     static QStringList keysOf(const QJsonValue& request)
     {
         QStringList out;
-        for (const auto& item : queryOf(request).queryItems())
+        for (const auto& item : UploadBench::queryOf(request).queryItems())
             out << item.first;
         return out;
     }
@@ -39,17 +24,6 @@ class TestUploadFlow : public QObject
 private slots:
     void initTestCase() { QVERIFY(bench.start()); }
     void init() { bench.reset(); }
-
-    void nobodySignedInSendsNothing()
-    {
-        const int before = bench.requests().size();
-        bench.queue->setUserCredentials("", "", "");
-        QCOMPARE(bench.host.tabs, QList<int>({1}));
-        QCOMPARE(bench.runOnce(), QList<int>({0}));
-        QCOMPARE(bench.queue->is_running, 0);
-        QCOMPARE(bench.requests().size(), before);
-        bench.queue->setUserCredentials(bench.account.login, bench.account.token, bench.account.salt);
-    }
 
     void finalizedFileGoesUpWithItsPreview()
     {
@@ -99,15 +73,15 @@ private slots:
         QCOMPARE(bench.downloadThroughShortLink(id, "/preview"), gif);
 
         // What went over the wire, in order, with the program's headers.
-        const QJsonArray sent = requestsSince(first);
+        const QJsonArray sent = bench.requestsSince(first);
         QStringList road;
         for (const auto& r : sent) {
-            const QUrlQuery q = queryOf(r);
+            const QUrlQuery q = UploadBench::queryOf(r);
             road << (q.hasQueryItem("a")
                          ? q.queryItemValue("a")
                          : "POST " + q.queryItemValue("start_pos") + "+" + q.queryItemValue("length") + " "
                                + q.queryItemValue("finalized") + q.queryItemValue("file_preview_ext"));
-            QCOMPARE(r.toObject().value("user_agent").toString(), QString("KVD Uploader/5.0.31"));
+            QCOMPARE(r.toObject().value("user_agent").toString(), QString("KVD Uploader/" ORLUNE_VERSION));
             QCOMPARE(r.toObject().value("accept_encoding").toString(), QString("identity"));
         }
         QCOMPARE(road, QStringList({"get_user", "get_upload_url", "POST 0+700000 1", "POST 700000+1200000 1",
@@ -120,11 +94,11 @@ private slots:
                               "start_pos", "length", "fullsize", "file_segments_count", "bits", "os", "md5val",
                               "machine_id", "user_token", "user_rand", "user_hash", "upload_key"}));
         QCOMPARE(sent[2].toObject().value("content_type").toString(), QString("application/octet-stream"));
-        QCOMPARE(queryOf(sent[4]).queryItemValue("segment_id"), QString("2"));
-        QCOMPARE(queryOf(sent[4]).queryItemValue("file_segments_count"), QString("3"));
+        QCOMPARE(UploadBench::queryOf(sent[4]).queryItemValue("segment_id"), QString("2"));
+        QCOMPARE(UploadBench::queryOf(sent[4]).queryItemValue("file_segments_count"), QString("3"));
         // The preview goes with the finalized column where the count would be: 'true' reads as 0.
-        QCOMPARE(queryOf(sent[5]).queryItemValue("file_segments_count"), QString("0"));
-        QCOMPARE(queryOf(sent[5]).queryItemValue("fullsize"), QString("5000"));
+        QCOMPARE(UploadBench::queryOf(sent[5]).queryItemValue("file_segments_count"), QString("0"));
+        QCOMPARE(UploadBench::queryOf(sent[5]).queryItemValue("fullsize"), QString("5000"));
         QCOMPARE(keysOf(sent[8]), QStringList({"a", "file_id", "file_name", "file_pseudoname", "machine_id",
                                                "user_token", "user_rand", "user_hash", "upload_key", "bits", "os"}));
     }
@@ -138,13 +112,7 @@ private slots:
         // The recorder has opened the file and written two ranges.
         bench.writeFile(bench.path(name), all.left(300000));
         bench.writeFile(bench.path(name + ".jpg"), randomBytes(2000, 10));
-        UploadBench::sql(QString("insert into files values('%1', %2, %3, %4, 'false', '%5', 'false', '%6', '0', '%7', "
-                                 "'%8', 'false', '0', 'true')")
-                             .arg(name)
-                             .arg(id)
-                             .arg(1700000000)
-                             .arg(0)
-                             .arg(name + ".jpg", "true", "growing", QString()));
+        FilesTable::insertRecording(name, id, true);
         UploadBench::addSegments(id, 0, 0, {100000, 200000});
 
         QCOMPARE(bench.runOnce(), QList<int>({128}));
@@ -166,7 +134,7 @@ private slots:
         // The recording stops: the last range, then the final values.
         bench.writeFile(bench.path(name), all.mid(700000), true);
         UploadBench::addSegments(id, 700000, 4, {200000});
-        UploadBench::finalizeFile(id, all.size(), 5);
+        FilesTable::finalizeRecording(id, all.size(), 3, 5);
         bench.queue->isRecording = false;
         QSignalSpy done(bench.queue, &UploadQueue::uploadFileDone);
         QCOMPARE(bench.runOnce(), QList<int>({0}));
@@ -182,9 +150,7 @@ private slots:
         const quint32 id = 2150000003u;
         bench.queue->isRecording = true;
         bench.writeFile(bench.path("fresh.mp4"), QByteArray());
-        UploadBench::sql(QString("insert into files values('fresh.mp4', %1, 1700000000, 0, 'false', 'fresh.mp4.jpg', "
-                                 "'false', 'true', '0', 'fresh', '', 'false', '0', 'true')")
-                             .arg(id));
+        FilesTable::insertRecording("fresh.mp4", id, true);
         QCOMPARE(bench.runOnce(), QList<int>({128}));
         QCOMPARE(bench.runOnce(), QList<int>({0}));
         QCOMPARE(bench.fileState(id), QString("false|false|false|0|true"));
@@ -207,8 +173,8 @@ private slots:
 
         const int first = bench.requests().size();
         QCOMPARE(bench.runOnce(), QList<int>({0}));
-        QCOMPARE(queryOf(requestsSince(first).at(0)).queryItemValue("a"), QString("get_upload_url"));
-        QCOMPARE(queryOf(requestsSince(first).at(1)).queryItemValue("start_pos"), QString("800000"));
+        QCOMPARE(UploadBench::queryOf(bench.requestsSince(first).at(0)).queryItemValue("a"), QString("get_upload_url"));
+        QCOMPARE(UploadBench::queryOf(bench.requestsSince(first).at(1)).queryItemValue("start_pos"), QString("800000"));
         QCOMPARE(bench.fileState(id), QString("true|true|true|1600000|true"));
         QCOMPARE(bench.downloadThroughShortLink(id), data);
     }
@@ -218,13 +184,11 @@ private slots:
         const quint32 shotId = 300, recId = 200;
         const QByteArray shot = randomBytes(40000, 30);
         bench.writeFile(bench.path("shot.png"), shot);
-        UploadBench::sql(
-            QString("insert into segments values('%1', %2, %3, 'false', '0')").arg(shotId).arg(0).arg(shot.size()));
-        UploadBench::sql(
-            QString("insert into files values('shot.png', %1, 1700000000, %2, 'false', 'shot.png', 'true', "
-                    "'true', '1', 'shot', '', 'true', '1', 'false')")
-                .arg(shotId)
-                .arg(shot.size()));
+        UploadBench::addSegments(shotId, 0, 0, {shot.size()});
+        UploadBench::insertRow("shot.png", shotId,
+                               QString("1700000000, %1, 'false', 'shot.png', 'true', 'true', '1', 'shot', '', 'true', "
+                                       "'1', 'false'")
+                                   .arg(shot.size()));
         const QByteArray rec = bench.record("rec200.mp4", recId, {50000}, true, 20);
 
         QSignalSpy done(bench.queue, &UploadQueue::uploadFileDone);

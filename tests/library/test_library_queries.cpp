@@ -1,13 +1,17 @@
 // The table functions against a real file: rows entered with the sqlite3 tool
 // are read back through the functions, and what they write is read back with
-// the tool, so that a column taken from the wrong place shows.
+// the tool, so that a column taken from the wrong place shows. And one
+// connection per thread, all on the same file.
 #include "DeletionQueueTable.h"
 #include "FilesTable.h"
 #include "MediaDatabase.h"
 #include "SegmentsTable.h"
 #include "TestTools.h"
 
+#include <QSqlError>
+#include <QSqlQuery>
 #include <QTemporaryDir>
+#include <QThread>
 #include <QtTest>
 
 namespace {
@@ -63,6 +67,17 @@ QString fileRow(const QString& uploaded, const QString& finalized)
         .arg(uploaded, finalized);
 }
 
+// The work of one thread: take its connection and insert one segment row.
+// The connection's name, or what failed.
+QString insertSegment(int fileId)
+{
+    QSqlDatabase db = connectionForCurrentThread();
+    QSqlQuery query(db);
+    if (!db.isOpen() || !query.exec(QString("insert into segments values('%1', 0, 100, 'false', '0')").arg(fileId)))
+        return "failed: " + db.connectionName() + " " + query.lastError().text();
+    return db.connectionName();
+}
+
 } // namespace
 
 class TestLibraryQueries : public QObject
@@ -74,7 +89,12 @@ class TestLibraryQueries : public QObject
 
 private slots:
     void initTestCase() { QVERIFY(openDatabase(dir.path())); }
-    void cleanupTestCase() { closeDatabase(); }
+    void cleanupTestCase()
+    {
+        const QString name = connectionForCurrentThread().connectionName();
+        closeDatabase();
+        QVERIFY(!QSqlDatabase::contains(name));
+    }
     void init() { sqliteTool(dbFile(), "DELETE FROM files; DELETE FROM segments; DELETE FROM deletion_queue;"); }
 
     void readers_data()
@@ -131,6 +151,41 @@ private slots:
                  QString("it's.v2.mp4|500|true|it's.v2.mp4.jpg|true|true|4|it's.v2|K'1|1|true"));
         QVERIFY(SegmentsTable::markUploaded(1, fileId));
         QCOMPARE(sqliteTool(dbFile(), "SELECT * FROM segments"), QString("7|0|500|true|0"));
+    }
+
+    void twoThreadsWorkOnTheSameFile()
+    {
+        QString first, second;
+        // Both alive at once, so the two threads cannot share an address.
+        std::unique_ptr<QThread> a(QThread::create([&] { first = insertSegment(1001); }));
+        std::unique_ptr<QThread> b(QThread::create([&] { second = insertSegment(1002); }));
+        a->start();
+        b->start();
+        QVERIFY(a->wait(20000) && b->wait(20000));
+        QVERIFY2(!first.startsWith("failed") && !second.startsWith("failed"), qPrintable(first + second));
+        QVERIFY(first != second && first != connectionForCurrentThread().connectionName());
+        // Worker connections stay registered after their threads end.
+        QVERIFY(QSqlDatabase::contains(first));
+        QCOMPARE(sqliteTool(dbFile(), "SELECT file_id FROM segments ORDER BY file_id"), QString("1001\n1002"));
+    }
+
+    // A finished thread's connection cannot serve a later thread that happens
+    // to get the same QThread address; that thread must still work.
+    void threadAtAReusedAddressGetsAWorkingConnection()
+    {
+        QSet<QString> seen;
+        bool reused = false;
+        for (int i = 0; i < 20 && !reused; ++i) {
+            QString name;
+            std::unique_ptr<QThread> thread(QThread::create([&] { name = insertSegment(2000 + i); }));
+            thread->start();
+            QVERIFY(thread->wait(20000));
+            QVERIFY2(!name.startsWith("failed"), qPrintable(name));
+            reused = seen.contains(name);
+            seen.insert(name);
+        }
+        if (!reused)
+            QSKIP("no QThread address was reused in 20 tries");
     }
 };
 

@@ -6,7 +6,6 @@
 #include "TestTools.h"
 
 #include <QDir>
-#include <QRandomGenerator>
 #include <QSqlQuery>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -43,15 +42,6 @@ private:
             "PRAGMA user_version=40;");
     }
 
-    static void makeFolder(const QString& path) { QVERIFY(QDir().mkpath(path)); }
-
-    void writeFile(const QByteArray& bytes)
-    {
-        QFile file(dbFile());
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        QCOMPARE(file.write(bytes), bytes.size());
-    }
-
 private slots:
     void init()
     {
@@ -67,36 +57,37 @@ private slots:
         dir = nullptr;
     }
 
-    void answeringNoKeepsTheIncompleteTable()
+    // Yes starts over on an empty file; No, or nobody to ask, keeps the incomplete table.
+    void unupgradableFileAsksForRemoval_data()
     {
-        makeUnupgradableFile();
-        answerQuestionWith(false);
-
-        LogCapture log;
-        QVERIFY(openDatabase(settingsPath()));
-
-        QCOMPARE(questionsAsked, 1);
-        QCOMPARE(log.lineCount("[SQL]: have SQL tables"), 1);
-        // The second column is still tried after the first one failed.
-        QCOMPARE(log.lineCount("[SQL]: SQL table upgrade failed"), 2);
-        QVERIFY(!log.contains("[SQL]: remove database"));
-        QCOMPARE(sqliteUserVersion(dbFile()), 58);
-        QCOMPARE(sqliteTool(dbFile(), "SELECT type FROM sqlite_master WHERE name='files'"), QString("view"));
-        QCOMPARE(sqliteTool(dbFile(), "SELECT * FROM files_store"), QString("old.mp4|3"));
+        QTest::addColumn<int>("answer"); // 1 yes, 0 no, -1 no widgets to ask with
+        QTest::newRow("no") << 0;
+        QTest::newRow("yes") << 1;
+        QTest::newRow("nobody to ask") << -1;
     }
-
-    void answeringYesStartsOverOnAnEmptyFile()
+    void unupgradableFileAsksForRemoval()
     {
+        QFETCH(int, answer);
         makeUnupgradableFile();
-        answerQuestionWith(true);
+        if (answer >= 0)
+            answerQuestionWith(answer == 1);
 
         LogCapture log;
         QVERIFY(openDatabase(settingsPath()));
 
-        QCOMPARE(questionsAsked, 1);
-        QCOMPARE(log.lineCount("[SQL]: remove database"), 1);
-        QCOMPARE(log.lineCount("[SQL]: corrupted sqlite file"), 1);
+        QCOMPARE(questionsAsked, answer >= 0 ? 1 : 0);
+        QVERIFY(answer >= 0 || log.contains("Remove database to fix that?"));
+        QCOMPARE(log.lineCount("[SQL]: remove database"), answer == 1 ? 1 : 0);
         QCOMPARE(sqliteUserVersion(dbFile()), 58);
+        if (answer != 1) {
+            QCOMPARE(log.lineCount("[SQL]: have SQL tables"), 1);
+            // The second column is still tried after the first one failed.
+            QCOMPARE(log.lineCount("[SQL]: SQL table upgrade failed"), 2);
+            QCOMPARE(sqliteTool(dbFile(), "SELECT type FROM sqlite_master WHERE name='files'"), QString("view"));
+            QCOMPARE(sqliteTool(dbFile(), "SELECT * FROM files_store"), QString("old.mp4|3"));
+            return;
+        }
+        QCOMPARE(log.lineCount("[SQL]: corrupted sqlite file"), 1);
         QCOMPARE(sqliteTool(dbFile(), "SELECT type FROM sqlite_master WHERE name='files'"), QString("table"));
         QCOMPARE(sqliteTool(dbFile(), "SELECT count(*) FROM sqlite_master WHERE name='files_store'"), QString("0"));
         QCOMPARE(sqliteColumns(dbFile(), "files").size(), 14);
@@ -104,16 +95,6 @@ private slots:
         QSqlQuery query(connectionForCurrentThread());
         QVERIFY(query.exec("SELECT count(*) FROM files") && query.next());
         QCOMPARE(query.value(0).toInt(), 0);
-    }
-
-    void withoutWidgetsTheQuestionIsAnsweredNo()
-    {
-        makeUnupgradableFile();
-        LogCapture log;
-        QVERIFY(openDatabase(settingsPath()));
-        QVERIFY(log.contains("Remove database to fix that?"));
-        QVERIFY(QFile::exists(dbFile()));
-        QCOMPARE(sqliteTool(dbFile(), "SELECT * FROM files_store"), QString("old.mp4|3"));
     }
 
     // Files SQLite cannot read are reported as unopenable and left byte for
@@ -136,10 +117,8 @@ private slots:
         QFETCH(int, version);
         QFETCH(int, keepBytes);
         if (kind == "garbage") {
-            QByteArray garbage(keepBytes, Qt::Uninitialized);
-            QRandomGenerator random(1234);
-            random.fillRange(reinterpret_cast<quint32*>(garbage.data()), garbage.size() / 4);
-            writeFile(garbage);
+            QFile file(dbFile());
+            QVERIFY(file.open(QIODevice::WriteOnly) && file.write(randomBytes(keepBytes, 1234)) == keepBytes);
         } else {
             sqliteTool(
                 dbFile(),
@@ -155,7 +134,7 @@ private slots:
         }
         const QByteArray before = fileDigest(dbFile());
         answerQuestionWith(true);
-        makeFolder(settingsPath() + "/cache");
+        QVERIFY(QDir().mkpath(settingsPath() + "/cache"));
 
         LogCapture log;
         QVERIFY(!openDatabase(settingsPath()));

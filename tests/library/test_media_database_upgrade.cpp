@@ -18,6 +18,8 @@ const char* const kOldFiles =
     "file_uploaded bool,file_preview  varchar(128),file_finalized bool,file_toupload bool,file_duration unsigned int,"
     "file_pseudoname varchar(128),file_uploadkey varchar(32),file_preview_uploaded bool);";
 
+const QString kNoRenames = "SELECT count(*) FROM sqlite_master WHERE name LIKE '%_rename' => 0";
+
 // The layout a file had at version 55, before the widening.
 QString version55Schema()
 {
@@ -79,7 +81,12 @@ private:
         const QString filesSql = sqliteTableSql(dbFile(), "files");
         QVERIFY2(filesSql.contains("`file_id`\tunsignedint") && filesSql.contains("`file_size`\tunsignedlong"),
                  qPrintable(filesSql));
-        QCOMPARE(sqliteTool(dbFile(), "SELECT count(*) FROM sqlite_master WHERE name LIKE '%_rename'"), QString("0"));
+        checkQuery(kNoRenames);
+    }
+
+    void checkQuery(const QString& query)
+    {
+        QCOMPARE(sqliteTool(dbFile(), query.section(" => ", 0, 0)), query.section(" => ", 1));
     }
 
 private slots:
@@ -95,97 +102,108 @@ private slots:
         dir = nullptr;
     }
 
-    void freshFileWalksTheWholeChain_data()
+    // Each row: the file before the start (none, empty, or made by these
+    // statements), the folders the chain removes, the log lines it writes once
+    // and what it writes ("!": must not), and queries with what sqlite3 then prints.
+    void chain_data()
     {
-        QTest::addColumn<bool>("emptyFileExists");
-        QTest::newRow("no file") << false;
-        QTest::newRow("empty file") << true;
+        QTest::addColumn<QString>("before");
+        QTest::addColumn<bool>("current"); // ends in the current layout
+        QTest::addColumn<QStringList>("removedFolders");
+        QTest::addColumn<QStringList>("loggedOnce");
+        QTest::addColumn<QStringList>("logged");
+        QTest::addColumn<QStringList>("queries"); // "statement => output"
+        const QStringList fresh = {"[SQL]: corrupted sqlite file", "[SQL]: segments table creation failed",
+                                   "[SQL]: files table creation failed", "[SQL]: upgrade sqlite database"};
+        const QStringList folders = {"cache", "QtWebEngine"};
+        const QStringList fresh58 = {"[SQL]: upgrade sqlite database  58", "!moving data"};
+        // Both tables were created, which is what the creation lines report.
+        QTest::newRow("no file") << "" << true << folders << fresh << fresh58 << QStringList{};
+        QTest::newRow("empty file") << "empty" << true << folders << fresh << fresh58 << QStringList{};
+        QTest::newRow("version 30")
+            << QString(kOldSegments)
+                   + "create table files (file_name varchar(128),file_id unsigned int,file_created unsigned long,"
+                     "file_size unsigned int,file_uploaded bool,file_preview  varchar(128),file_finalized bool,"
+                     "file_toupload bool,file_duration unsigned int,file_pseudoname varchar(128));"
+                     "insert into files values('a.mp4', 77, 1600000000, 900, 'false', 'a.mp4.jpg', 'true', 'true', "
+                     "'4', 'a');"
+                     "insert into segments values(77, 0, 900, 'false');"
+                     "PRAGMA user_version=30;"
+            << true << QStringList{}
+            << QStringList{"[SQL]: have SQL tables", "[SQL]: adding file_uploadkey to files",
+                           "[SQL]: adding file_preview_uploaded to files"}
+            << QStringList{"!corrupted", "!upgrade failed"}
+            << QStringList{"SELECT file_name, file_id, file_size, file_uploadkey IS NULL, file_segments_count, "
+                           "file_preview_gif FROM files => a.mp4|77|900|1|0|false",
+                           "SELECT file_id, seg_pos, seg_id FROM segments => 77|0|-1"};
+        QTest::newRow("version 55")
+            << version55Schema()
+                   + "insert into files values('rec1.mp4', 305419896, 1700000000, 5000000000, 'true', "
+                     "'rec1.mp4.jpg', 'true', 'true', '12', 'rec1', 'KEY1', 'true', '3');"
+                     "insert into files values('shot.png', 42, 1700000100, 1234, 'false', 'shot.png', 'true', "
+                     "'false', '1', 'shot', '', 'true', '1');"
+                     "insert into segments values(305419896, 0, 1000, 'true', 0);"
+                     "insert into segments values(305419896, 4294967296, 500, 'false', 1);"
+                     "insert into segments values(42, 0, 1234, 'false', -1);"
+                     "insert into deletion_queue values(7, 'gone.mp4', 'gone.mp4.jpg', 'gone', 'K7', 'false');"
+                     "PRAGMA user_version=55;"
+            << true << QStringList{"cache"} << QStringList{} << QStringList{"!table creation failed"}
+            << QStringList{"SELECT * FROM files ORDER BY file_id => "
+                           "shot.png|42|1700000100|1234|false|shot.png|true|false|1|shot||true|1|false\n"
+                           "rec1.mp4|305419896|1700000000|5000000000|true|rec1.mp4.jpg|true|true|12|rec1|KEY1|true|"
+                           "3|false",
+                           "SELECT typeof(file_size) FROM files WHERE file_id=305419896 => integer",
+                           "SELECT * FROM segments ORDER BY _rowid_ => "
+                           "305419896|0|1000|true|0\n305419896|4294967296|500|false|1\n42|0|1234|false|-1",
+                           "SELECT * FROM deletion_queue => 7|gone.mp4|gone.mp4.jpg|gone|K7|false"};
+        // A version-56 file whose files table never got file_segments_count:
+        // the files widening cannot copy, so the old table stays and the last
+        // step still adds its column to it.
+        QTest::newRow("failed steps still advance")
+            << QString(kOldSegments) + kOldFiles
+                   + "ALTER TABLE segments ADD COLUMN seg_id int NOT NULL DEFAULT '-1';"
+                     "insert into files values('o.mp4', 5, 1, 2, 'true', 'o.mp4.jpg', 'true', 'true', '1', 'o', 'K', "
+                     "'true');"
+                     "insert into segments values(5, 0, 2, 'true', 0);"
+                     "PRAGMA user_version=56;"
+            << false << QStringList{} << QStringList{"[SQL]: moving data to new files table failed!"}
+            << QStringList{"!moving data to new segments table failed!"}
+            << QStringList{"PRAGMA user_version => 58",
+                           kNoRenames,
+                           "SELECT type FROM pragma_table_info('segments') WHERE name='seg_pos' => unsigned long",
+                           "SELECT type FROM pragma_table_info('files') WHERE name='file_size' => unsigned int",
+                           "SELECT file_name, file_preview_gif FROM files => o.mp4|false",
+                           "SELECT seg_id FROM segments => 0"};
     }
-    void freshFileWalksTheWholeChain()
+
+    void chain()
     {
-        QFETCH(bool, emptyFileExists);
-        if (emptyFileExists) {
-            QFile empty(dbFile());
-            QVERIFY(empty.open(QIODevice::WriteOnly));
-        }
-        makeFolderWithFile(settingsPath() + "/cache");
-        makeFolderWithFile(settingsPath() + "/QtWebEngine");
+        QFETCH(QString, before);
+        QFETCH(bool, current);
+        QFETCH(QStringList, removedFolders);
+        QFETCH(QStringList, loggedOnce);
+        QFETCH(QStringList, logged);
+        QFETCH(QStringList, queries);
+        if (before == "empty")
+            QVERIFY(QFile(dbFile()).open(QIODevice::WriteOnly));
+        else if (!before.isEmpty())
+            sqliteTool(dbFile(), before);
+        for (const QString& folder : removedFolders)
+            makeFolderWithFile(settingsPath() + "/" + folder);
 
         LogCapture log;
         QVERIFY(openDatabase(settingsPath()));
 
-        checkCurrentLayout();
-        QVERIFY(!QDir(settingsPath() + "/cache").exists());
-        QVERIFY(!QDir(settingsPath() + "/QtWebEngine").exists());
-        QCOMPARE(log.lineCount("[SQL]: corrupted sqlite file"), 1);
-        // Both tables were created, which is what these two lines report.
-        QCOMPARE(log.lineCount("[SQL]: segments table creation failed"), 1);
-        QCOMPARE(log.lineCount("[SQL]: files table creation failed"), 1);
-        QCOMPARE(log.lineCount("[SQL]: upgrade sqlite database"), 1);
-        QVERIFY(log.contains("[SQL]: upgrade sqlite database  58"));
-        QVERIFY(!log.contains("moving data"));
-    }
-
-    void version30FileGainsOldColumns()
-    {
-        sqliteTool(
-            dbFile(),
-            "create table segments (file_id unsigned int,seg_pos unsigned int,seg_size unsigned int,seg_uploaded bool);"
-            "create table files (file_name varchar(128),file_id unsigned int,file_created unsigned long,"
-            "file_size unsigned int,file_uploaded bool,file_preview  varchar(128),file_finalized bool,"
-            "file_toupload bool,file_duration unsigned int,file_pseudoname varchar(128));"
-            "insert into files values('a.mp4', 77, 1600000000, 900, 'false', 'a.mp4.jpg', 'true', 'true', '4', 'a');"
-            "insert into segments values(77, 0, 900, 'false');"
-            "PRAGMA user_version=30;");
-        QCOMPARE(sqliteUserVersion(dbFile()), 30);
-
-        LogCapture log;
-        QVERIFY(openDatabase(settingsPath()));
-
-        checkCurrentLayout();
-        QCOMPARE(log.lineCount("[SQL]: have SQL tables"), 1);
-        QCOMPARE(log.lineCount("[SQL]: adding file_uploadkey to files"), 1);
-        QCOMPARE(log.lineCount("[SQL]: adding file_preview_uploaded to files"), 1);
-        QVERIFY(!log.contains("corrupted"));
-        QVERIFY(!log.contains("upgrade failed"));
-        QCOMPARE(sqliteTool(dbFile(), "SELECT file_name, file_id, file_size, file_uploadkey IS NULL, "
-                                      "file_segments_count, file_preview_gif FROM files"),
-                 QString("a.mp4|77|900|1|0|false"));
-        QCOMPARE(sqliteTool(dbFile(), "SELECT file_id, seg_pos, seg_id FROM segments"), QString("77|0|-1"));
-    }
-
-    void version55FileKeepsItsRows()
-    {
-        sqliteTool(
-            dbFile(),
-            version55Schema()
-                + "insert into files values('rec1.mp4', 305419896, 1700000000, 5000000000, 'true', 'rec1.mp4.jpg', "
-                  "'true', 'true', '12', 'rec1', 'KEY1', 'true', '3');"
-                  "insert into files values('shot.png', 42, 1700000100, 1234, 'false', 'shot.png', 'true', "
-                  "'false', '1', 'shot', '', 'true', '1');"
-                  "insert into segments values(305419896, 0, 1000, 'true', 0);"
-                  "insert into segments values(305419896, 4294967296, 500, 'false', 1);"
-                  "insert into segments values(42, 0, 1234, 'false', -1);"
-                  "insert into deletion_queue values(7, 'gone.mp4', 'gone.mp4.jpg', 'gone', 'K7', 'false');"
-                  "PRAGMA user_version=55;");
-        makeFolderWithFile(settingsPath() + "/cache");
-
-        LogCapture log;
-        QVERIFY(openDatabase(settingsPath()));
-
-        checkCurrentLayout();
-        QVERIFY(!QDir(settingsPath() + "/cache").exists());
-        QVERIFY(!log.contains("table creation failed"));
-        QCOMPARE(
-            sqliteTool(dbFile(), "SELECT * FROM files ORDER BY file_id"),
-            QString("shot.png|42|1700000100|1234|false|shot.png|true|false|1|shot||true|1|false\n"
-                    "rec1.mp4|305419896|1700000000|5000000000|true|rec1.mp4.jpg|true|true|12|rec1|KEY1|true|3|false"));
-        QCOMPARE(sqliteTool(dbFile(), "SELECT typeof(file_size) FROM files WHERE file_id=305419896"),
-                 QString("integer"));
-        QCOMPARE(sqliteTool(dbFile(), "SELECT * FROM segments ORDER BY _rowid_"),
-                 QString("305419896|0|1000|true|0\n305419896|4294967296|500|false|1\n42|0|1234|false|-1"));
-        QCOMPARE(sqliteTool(dbFile(), "SELECT * FROM deletion_queue"),
-                 QString("7|gone.mp4|gone.mp4.jpg|gone|K7|false"));
+        if (current)
+            checkCurrentLayout();
+        for (const QString& folder : removedFolders)
+            QVERIFY2(!QDir(settingsPath() + "/" + folder).exists(), qPrintable(folder));
+        for (const QString& line : loggedOnce)
+            QVERIFY2(log.lineCount(line) == 1, qPrintable(line));
+        for (const QString& text : logged) // "!text": no line contains it
+            QVERIFY2(log.contains(text.mid(text.startsWith('!'))) != text.startsWith('!'), qPrintable(text));
+        for (const QString& query : queries)
+            checkQuery(query);
     }
 
     void currentFileIsLeftAlone()
@@ -204,31 +222,6 @@ private slots:
         QCOMPARE(fileDigest(dbFile()), before);
         QVERIFY(QFile::exists(settingsPath() + "/cache/sub/state.bin"));
         QVERIFY(!log.contains("[SQL]:"));
-    }
-
-    void failedStepsStillAdvanceTheVersion()
-    {
-        // A version-56 file whose files table never got file_segments_count:
-        // the files widening cannot copy, so the old table stays and the last
-        // step still adds its column to it.
-        sqliteTool(dbFile(), QString(kOldSegments) + kOldFiles
-                                 + "ALTER TABLE segments ADD COLUMN seg_id int NOT NULL DEFAULT '-1';"
-                                   "insert into files values('o.mp4', 5, 1, 2, 'true', 'o.mp4.jpg', 'true', 'true', "
-                                   "'1', 'o', 'K', 'true');"
-                                   "insert into segments values(5, 0, 2, 'true', 0);"
-                                   "PRAGMA user_version=56;");
-
-        LogCapture log;
-        QVERIFY(openDatabase(settingsPath()));
-
-        QCOMPARE(sqliteUserVersion(dbFile()), 58);
-        QCOMPARE(log.lineCount("[SQL]: moving data to new files table failed!"), 1);
-        QVERIFY(!log.contains("moving data to new segments table failed!"));
-        QCOMPARE(sqliteTool(dbFile(), "SELECT count(*) FROM sqlite_master WHERE name LIKE '%_rename'"), QString("0"));
-        QCOMPARE(columnTypes(dbFile(), "segments").at(1), QString("seg_pos:unsigned long"));
-        QCOMPARE(columnTypes(dbFile(), "files").at(3), QString("file_size:unsigned int"));
-        QCOMPARE(sqliteTool(dbFile(), "SELECT file_name, file_preview_gif FROM files"), QString("o.mp4|false"));
-        QCOMPARE(sqliteTool(dbFile(), "SELECT seg_id FROM segments"), QString("0"));
     }
 
     void quotedTitlesSurviveTheRoundTrip()

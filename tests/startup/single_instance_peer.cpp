@@ -28,7 +28,7 @@ class IniSettings : public ISettingsReader, public ISettingsWriter
 {
 public:
     IniSettings()
-        : m_store(QDir::currentPath() + QStringLiteral("/probe.ini"), QSettings::IniFormat)
+        : m_store(QDir::currentPath() + "/probe.ini", QSettings::IniFormat)
     {
     }
     bool readSettingBool(QString s) override { return m_store.value(s).toBool(); }
@@ -52,12 +52,11 @@ void say(const QString& line)
 int listen(QtSingleApplication& app)
 {
     if (app.isRunning()) {
-        say(QStringLiteral("client"));
+        say("client");
         return 2;
     }
-    QObject::connect(&app, &QtSingleApplication::messageReceived,
-                     [](const QString& msg) { say(QStringLiteral("got:") + msg); });
-    say(QStringLiteral("listening"));
+    QObject::connect(&app, &QtSingleApplication::messageReceived, [](const QString& msg) { say("got:" + msg); });
+    say("listening");
     return app.exec();
 }
 
@@ -66,19 +65,19 @@ int restartProbe(const QStringList& args)
     const QString out = args.value(2);
     if (qgetenv("KVD_ORLUNE_DELAYED") == "1") {
         QJsonObject o;
-        o.insert(QStringLiteral("cwd"), QDir::currentPath());
-        o.insert(QStringLiteral("args"), QJsonArray::fromStringList(args.mid(1)));
-        o.insert(QStringLiteral("delayed"), QString::fromLocal8Bit(qgetenv("KVD_ORLUNE_DELAYED")));
-        QFile f(out + QStringLiteral(".part"));
+        o.insert("cwd", QDir::currentPath());
+        o.insert("args", QJsonArray::fromStringList(args.mid(1)));
+        o.insert("delayed", QString::fromLocal8Bit(qgetenv("KVD_ORLUNE_DELAYED")));
+        QFile f(out + ".part");
         if (!f.open(QIODevice::WriteOnly))
             return 3;
         f.write(QJsonDocument(o).toJson());
         f.close();
-        return QFile::rename(out + QStringLiteral(".part"), out) ? 0 : 3;
+        return QFile::rename(out + QString(".part"), out) ? 0 : 3;
     }
     static IniSettings settings;
     FvUpdater::init(&settings, &settings);
-    QObject::connect(FvUpdater::sharedUpdater(), &FvUpdater::appQuit, [] { say(QStringLiteral("appQuit")); });
+    QObject::connect(FvUpdater::sharedUpdater(), &FvUpdater::appQuit, [] { say("appQuit"); });
     FvUpdater::sharedUpdater()->restartApplication();
     return 0;
 }
@@ -92,12 +91,12 @@ int main(int argc, char** argv)
     if (mode == QLatin1String("listen"))
         return listen(app);
     if (mode == QLatin1String("send")) {
-        const bool ok = app.sendMessage(args.value(2), args.value(3, QStringLiteral("5000")).toInt());
-        say(QStringLiteral("sent:") + (ok ? QStringLiteral("1") : QStringLiteral("0")));
+        const bool ok = app.sendMessage(args.value(2), args.value(3, "5000").toInt());
+        say(QString("sent:") + (ok ? QString("1") : QString("0")));
         return ok ? 0 : 1;
     }
     if (mode == QLatin1String("restart-probe"))
         return restartProbe(args);
-    say(QStringLiteral("usage: listen | send <message> [timeout] | restart-probe <out> [args]"));
+    say("usage: listen | send <message> [timeout] | restart-probe <out> [args]");
     return 64;
 }

@@ -4,8 +4,8 @@
 // fills up, and one without a sound server (the start after the full disk).
 // The file is checked with ffprobe, its box structure read directly, and its
 // database rows with sqlite3.
+#include "LoggedStart.h"
 #include "MovingPicture.h"
-#include "OrluneProcess.h"
 
 #include <QFileInfo>
 #include <QJsonObject>
@@ -22,7 +22,7 @@ QStringList fileRow(const QString& path)
     return sqliteTool(orluneDatabaseFile(), QString("SELECT file_id, file_size, file_finalized, file_segments_count "
                                                     "FROM files WHERE file_name='%1';")
                                                 .arg(QFileInfo(path).fileName()))
-        .split(QLatin1Char('|'));
+        .split('|');
 }
 
 // Where the segments rows of a file end when they follow one another from its
@@ -34,12 +34,21 @@ qint64 segmentsCover(const QString& fileId)
         QString("SELECT seg_id, seg_pos, seg_size FROM segments WHERE file_id=%1 ORDER BY seg_id;").arg(fileId));
     qint64 covered = segments.isEmpty() ? -1 : 0;
     for (int i = 0; i < segments.size() && covered >= 0; ++i) {
-        const QStringList seg = segments[i].split(QLatin1Char('|'));
+        const QStringList seg = segments[i].split('|');
         covered = seg.size() == 3 && seg[0].toInt() == i && seg[1].toLongLong() == covered
                       ? covered + seg[2].toLongLong()
                       : -1;
     }
     return covered;
+}
+
+// The values of a stream's entries, joined by spaces.
+QString streamValues(const QJsonObject& probed, const QString& type, const QStringList& keys)
+{
+    QStringList values;
+    for (const QString& key : keys)
+        values << streamOf(probed, type).value(key).toVariant().toString();
+    return values.join(' ');
 }
 
 // Packets of the video track that play, or -1 when it is not H.264 with AAC beside it.
@@ -76,7 +85,6 @@ class TestCommandLineRecording : public QObject
 private slots:
     void initTestCase()
     {
-        QVERIFY2(QFile::exists(orluneBin()), "ORLUNE_BIN must name the orlune program");
         for (const char* tool : {"ffplay", "ffprobe", "sqlite3"})
             QVERIFY2(!QStandardPaths::findExecutable(QLatin1String(tool)).isEmpty(), tool);
         QVERIFY2(!qEnvironmentVariableIsEmpty("DISPLAY"), "the test needs the session's X server");
@@ -97,17 +105,10 @@ private slots:
         QVERIFY2(named.match(QFileInfo(path).fileName()).hasMatch(), qPrintable(path));
 
         const QJsonObject probed = ffprobe(path);
-        const QJsonObject video = streamOf(probed, "video");
-        QCOMPARE(video.value("codec_name").toString(), QString("h264"));
-        QCOMPARE(video.value("profile").toString(), QString("Main"));
-        QCOMPARE(video.value("pix_fmt").toString(), QString("yuv420p"));
         // The default quality fits the picture into 1280x800: 1280x720 stays as it is.
-        QCOMPARE(video.value("width").toInt(), 1280);
-        QCOMPARE(video.value("height").toInt(), 720);
-        const QJsonObject audio = streamOf(probed, "audio");
-        QCOMPARE(audio.value("codec_name").toString(), QString("aac"));
-        QCOMPARE(audio.value("sample_rate").toString(), QString("44100"));
-        QCOMPARE(audio.value("channels").toInt(), 2);
+        QCOMPARE(streamValues(probed, "video", {"codec_name", "profile", "pix_fmt", "width", "height"}),
+                 QString("h264 Main yuv420p 1280 720"));
+        QCOMPARE(streamValues(probed, "audio", {"codec_name", "sample_rate", "channels"}), QString("aac 44100 2"));
         const double duration = probed.value("format").toObject().value("duration").toString().toDouble();
         QVERIFY2(duration > 5.0 && duration < 8.0, qPrintable(QString::number(duration)));
 
@@ -157,18 +158,9 @@ private slots:
     void interruptStopsAndFinalizes()
     {
         QTest::qWait(1100); // a file name and a log of its own
-        const QStringList before = logNames();
         QProcess process;
-        startOrlune(process, {"-record", "0,0,640,360"});
-        QVERIFY(process.waitForStarted(5000));
-        QString log;
-        QVERIFY2(waitUntil(
-                     [&] {
-                         log = newLogSince(before);
-                         return !log.isEmpty() && readLog(log).contains("[CLI]: recording started");
-                     },
-                     60000),
-                 "the recording did not start");
+        const QString log = startUntilLogged(process, {"-record", "0,0,640,360"}, "[CLI]: recording started");
+        QVERIFY2(!log.isEmpty(), "the recording did not start");
         QTest::qWait(2000);
         ::kill(pid_t(process.processId()), SIGINT);
 
@@ -179,9 +171,7 @@ private slots:
         // Stopped as the stop button stops it, not cut off by the quit.
         QVERIFY(readLog(log).contains("[AC]: recording is active, stopping..."));
         QVERIFY(!readLog(log).contains("forcing exit"));
-        const QJsonObject video = streamOf(ffprobe(path), "video");
-        QCOMPARE(video.value("width").toInt(), 640);
-        QCOMPARE(video.value("height").toInt(), 360);
+        QCOMPARE(streamValues(ffprobe(path), "video", {"width", "height"}), QString("640 360"));
         checkFinalizedRows(path);
     }
 
@@ -197,7 +187,7 @@ private slots:
         const QString copied = QDir::homePath() + "/copied";
         QVERIFY(QDir().mkpath(small) && QDir().mkpath(copied));
         const QString oldFilesPath = orluneFilesPath();
-        QSettings(orluneConfigFile(), QSettings::NativeFormat).setValue(QStringLiteral("files_path"), small);
+        QSettings(orluneConfigFile(), QSettings::NativeFormat).setValue("files_path", small);
         const QStringList before = logNames();
 
         const QString script = QString("mount -t tmpfs -o size=400k none \"$1\" || exit 97; shift 2; \"$@\"; "
@@ -210,7 +200,7 @@ private slots:
         process.start("unshare", {"--user", "--map-root-user", "--mount", "sh", "-c", script, small, small, "--",
                                   orluneBin(), "-record", "0,0,640,480", "-duration", "40", "-exit-when-done"});
         const OrluneRun run = collectOrlune(process, 90000);
-        QSettings(orluneConfigFile(), QSettings::NativeFormat).setValue(QStringLiteral("files_path"), oldFilesPath);
+        QSettings(orluneConfigFile(), QSettings::NativeFormat).setValue("files_path", oldFilesPath);
         QVERIFY2(run.finished, qPrintable(run.err));
         QVERIFY2(run.exitCode != 97, "the small disk could not be mounted");
 
@@ -221,7 +211,7 @@ private slots:
         QVERIFY2(!log.contains("[CLI]: stopping the recording"), qPrintable(log.right(3000)));
         const QStringList files = QDir(copied).entryList({"*.mp4"}, QDir::Files);
         QCOMPARE(files.size(), 1);
-        const QString path = copied + QLatin1Char('/') + files.first();
+        const QString path = copied + '/' + files.first();
 
         // Every row covers bytes that reached the disk, without gaps, and the
         // rows' bytes are a file whose fragments play.

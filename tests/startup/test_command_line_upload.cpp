@@ -45,18 +45,17 @@ class TestCommandLineUpload : public QObject
 private slots:
     void initTestCase()
     {
-        QVERIFY2(QFile::exists(orluneBin()), "ORLUNE_BIN must name the orlune program");
         QVERIFY(service.start());
         account = service.createAccount("recorder");
         QVERIFY(!account.login.isEmpty());
 
         // Signed in as the account page would leave it, with automatic upload on.
         QSettings store(orluneConfigFile(), QSettings::NativeFormat);
-        store.setValue(QStringLiteral("login"), account.login);
-        store.setValue(QStringLiteral("password"), account.token);
-        store.setValue(QStringLiteral("salt"), account.salt);
-        store.setValue(QStringLiteral("is_authenticated_user"), true);
-        store.setValue(QStringLiteral("auto_upload"), true);
+        store.setValue("login", account.login);
+        store.setValue("password", account.token);
+        store.setValue("salt", account.salt);
+        store.setValue("is_authenticated_user", true);
+        store.setValue("auto_upload", true);
         store.sync();
         QVERIFY(picture.start(QSize(640, 480)));
     }

@@ -125,32 +125,12 @@ private slots:
         QVERIFY(LogCapture::lines().isEmpty());
     }
 
-    void shippedListsFollowTheSweepOrder()
+    // The shipped lists name files of older builds only: none of them triggers on this build's own folder.
+    void shippedListsLeaveThisBuildAlone()
     {
-        const QVector<ObsoleteList>& lists = obsoleteInstallLists();
-        QCOMPARE(lists.size(), 11);
-        const char* lines[] = {"[main]: removing .pdb files",
-                               "[main]: removing d.dll files",
-                               "[main]: removing old libav*.dll files",
-                               "[main]: removing .pdb files",
-                               "[main]: removing d.dll files",
-                               "[main]: removing qml files",
-                               "[main]: removing qt5 files",
-                               "[main]: removing qt5 dirs",
-                               "[main]: removing .dll files",
-                               "[main]: removing qml files",
-                               "[main]: removing unneeded directories"};
-        for (int i = 0; i < 11; ++i) {
-            QCOMPARE(QByteArray(lists[i].logLine), QByteArray(lines[i]));
-            QVERIFY(!lists[i].rows.isEmpty());
-            const bool folders = (i == 7 || i == 10);
-            QCOMPARE(lists[i].kind == ObsoleteList::Folders, folders);
-            QCOMPARE(lists[i].trigger == ObsoleteList::DirTrigger, i == 7);
-        }
-        // Nothing of this build's own folder is on any list.
         QTemporaryDir empty;
-        QVERIFY(!sweepObsoleteInstallFiles(lists, empty.path()));
-        QVERIFY(!sweepObsoleteInstallFiles(lists, QCoreApplication::applicationDirPath()));
+        QVERIFY(!sweepObsoleteInstallFiles(obsoleteInstallLists(), empty.path()));
+        QVERIFY(!sweepObsoleteInstallFiles(obsoleteInstallLists(), QCoreApplication::applicationDirPath()));
     }
 
     void startFlagsAndVariables()
@@ -185,9 +165,10 @@ private slots:
         QCOMPARE(qgetenv("QTWEBENGINE_REMOTE_DEBUGGING"), QByteArray("54321"));
     }
 
-    void updaterInitSweepsMovedAsideFiles()
+    // The updater's start sweeps files moved aside by an update and drops an unfinished download.
+    void updaterInit()
     {
-        const QString dir = QCoreApplication::applicationDirPath() + QStringLiteral("/oldversion-probe");
+        const QString dir = QCoreApplication::applicationDirPath() + "/oldversion-probe";
         QDir(dir).removeRecursively();
         touch(dir + "/a.so.oldversion");
         touch(dir + "/deep/b.qml.oldversion2");
@@ -197,10 +178,8 @@ private slots:
         SettingsManager* settings = SettingsManager::instance();
         FvUpdater::init(settings, settings);
         QVERIFY(FvUpdater::sharedUpdater());
-        QVERIFY(!QFile::exists(dir + "/a.so.oldversion"));
-        QVERIFY(!QFile::exists(dir + "/deep/b.qml.oldversion2"));
-        QVERIFY(QFile::exists(dir + "/c.oldversion.txt"));
-        QVERIFY(QFile::exists(dir + "/d.so"));
+        QCOMPARE(QFile::exists(dir + "/a.so.oldversion") || QFile::exists(dir + "/deep/b.qml.oldversion2"), false);
+        QVERIFY(QFile::exists(dir + "/c.oldversion.txt") && QFile::exists(dir + "/d.so"));
 
         // A second init only warns.
         FvUpdater* before = FvUpdater::sharedUpdater();
@@ -209,17 +188,12 @@ private slots:
         QCOMPARE(FvUpdater::sharedUpdater(), before);
         QVERIFY(LogCapture::lines().contains("[FvUpdater] Already initialized."));
         QDir(dir).removeRecursively();
-    }
 
-    void unreadableUpdateMetadataIsDropped()
-    {
-        SettingsManager* settings = SettingsManager::instance();
-        FvUpdater::init(settings, settings);
+        // An update whose metadata has fewer than three fields did not finish downloading.
         FvUpdater* updater = FvUpdater::sharedUpdater();
         const QString zip = updater->updateFilePath();
-        QCOMPARE(zip, QCoreApplication::applicationDirPath() + QStringLiteral("/update.zip"));
+        QCOMPARE(zip, QCoreApplication::applicationDirPath() + QString("/update.zip"));
 
-        // Fewer than three fields: not a download that finished.
         touch(zip);
         QFile meta(zip + ".metadata");
         QVERIFY(meta.open(QIODevice::WriteOnly));
