@@ -17,7 +17,6 @@
 // Test sources of the lavfi device, paced to real time by the workers.
 inline const char* const kTestVideo = "lavfi:testsrc2=size=640x360:rate=25";
 inline const char* const kTestMic = "lavfi:sine=frequency=440";
-inline const char* const kTestSystemSound = "lavfi:sine=frequency=880";
 
 // Records the session's outcome signals in the order the GUI thread sees them.
 class SessionEvents : public QObject

@@ -7,7 +7,6 @@
 #include "MovingPicture.h"
 #include "MuxTestSupport.h"
 #include "PointerProbe_x11.h"
-#include "WorkerTestSupport.h"
 #include "X11Connection_x11.h"
 #include "ffThumbCreator.h"
 #include "ffmpegVideoCap.h"
