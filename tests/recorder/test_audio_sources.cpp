@@ -5,7 +5,6 @@
 // that stops, or a sink that goes away, takes its thread down quietly.
 
 #include "AudioToneSupport.h"
-#include "WorkerTestSupport.h"
 #include "ffmpegAudioCap.h"
 #include "ffmpegAudioMixEnc.h"
 #include "pulseAudioLoopback.h"
@@ -80,24 +79,17 @@ void TestAudioSources::capturesSourceShapes()
     QCOMPARE(in[0].sampleRate, rate);
 
     // Recorded through the mixer, the tone comes out at its own frequency.
-    ffmpegAudioMixEnc mix;
-    AudioParams out = recordingAudioOut();
-    OutputFormatContextPtr output = streamOnlyOutput();
-    QCOMPARE(mix.addToOutput(output.get(), 1, out), 1);
-    QCOMPARE(mix.init_audio_filters(in, 1, out), 0);
-    PacketSink sink(&mix);
-    connect(&mic, &ffmpegAudioCap::passAudioToMixEnc, &mix, &ffmpegAudioMixEnc::passAudioToMixEnc);
-    mix.start();
+    MixerUnderTest m;
+    QVERIFY(m.open(in, 1));
+    connect(&mic, &ffmpegAudioCap::passAudioToMixEnc, &m.mix, &ffmpegAudioMixEnc::passAudioToMixEnc);
+    m.mix.start();
     mic.start();
     // Blocks leave once the tone has reached the source (a player takes a moment to start).
     QTRY_VERIFY_WITH_TIMEOUT(mic.ready && mic.meanLevel > 0.01, 5000);
     mic.go = true;
-    QTRY_VERIFY_WITH_TIMEOUT(sink.packets.size() >= 70, 6000);
+    QTRY_VERIFY_WITH_TIMEOUT(m.sink.packets.size() >= 70, 6000);
     QVERIFY(stopSource(&mic));
-    QVERIFY(stopEncoder(&mix));
-    QTest::qWait(50);
-
-    const std::vector<float> left = decodePackets(output->streams[0]->codecpar, sink.packets).left;
+    const std::vector<float> left = m.finish().left;
     QVERIFY(left.size() > 44100);
     // Over the whole stretch at once, so that a gap or a wavering pitch
     // would weaken it: the sources play at 0.35 (sine source) and 0.5.
@@ -105,7 +97,7 @@ void TestAudioSources::capturesSourceShapes()
     const double off = toneAmplitude(left, 44100, frequency * 1.37, 22050);
     QVERIFY2(tone > 0.3 && tone > 100 * off, qPrintable(QString("%1 vs %2").arg(tone).arg(off)));
     mic.freeUnused();
-    mix.freeUnused();
+    m.mix.freeUnused();
 }
 
 void TestAudioSources::endedInputEndsMicrophoneThread()

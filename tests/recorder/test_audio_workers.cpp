@@ -6,7 +6,6 @@
 
 #include "AudioSampleLevel.h"
 #include "AudioToneSupport.h"
-#include "WorkerTestSupport.h"
 #include "ffAudioMonitor.h"
 #include "ffmpegAudioCap.h"
 #include "ffmpegAudioMixEnc.h"
@@ -213,8 +212,8 @@ void TestAudioWorkers::mixesOneAndTwoInputs()
     for (int inputs = 1; inputs <= 2; ++inputs) {
         ffmpegAudioCap mic;
         pulseAudioLoopback system;
-        ffmpegAudioMixEnc mix;
-        mix.bitRate = 128000;
+        MixerUnderTest m;
+        m.mix.bitRate = 128000;
         AudioParams in[2];
         QCOMPARE(mic.open_input_device(kTone), 1);
         QCOMPARE(mic.fillAudioParams(in[0]), 1);
@@ -223,36 +222,27 @@ void TestAudioWorkers::mixesOneAndTwoInputs()
             system.start();
             QCOMPARE(system.fillAudioParams(in[1]), 1);
         }
-        AudioParams out = recordingAudioOut();
-        OutputFormatContextPtr output = streamOnlyOutput();
-        QCOMPARE(mix.addToOutput(output.get(), 1, out), 1);
-        QCOMPARE(out.sampleFormat, AV_SAMPLE_FMT_FLTP); // what the AAC encoder takes
-        QCOMPARE(mix.init_audio_filters(in, inputs, out), 0);
-        QCOMPARE(mix.inputCount, inputs);
-
-        PacketSink sink(&mix);
-        connect(&mic, &ffmpegAudioCap::passAudioToMixEnc, &mix, &ffmpegAudioMixEnc::passAudioToMixEnc);
-        connect(&system, &pulseAudioLoopback::passAudioToMixEnc, &mix, &ffmpegAudioMixEnc::passAudioToMixEnc);
-        mix.start();
+        QVERIFY(m.open(in, inputs));
+        QCOMPARE(m.mix.inputCount, inputs);
+        connect(&mic, &ffmpegAudioCap::passAudioToMixEnc, &m.mix, &ffmpegAudioMixEnc::passAudioToMixEnc);
+        connect(&system, &pulseAudioLoopback::passAudioToMixEnc, &m.mix, &ffmpegAudioMixEnc::passAudioToMixEnc);
+        m.mix.start();
         mic.start();
         QTRY_VERIFY_WITH_TIMEOUT(mic.ready && (inputs == 1 || system.ready), 3000);
         mic.go = true;
         system.go = true;
-        QTRY_VERIFY_WITH_TIMEOUT(sink.packets.size() >= 60, 6000);
+        QTRY_VERIFY_WITH_TIMEOUT(m.sink.packets.size() >= 60, 6000);
         QVERIFY(stopSource(&mic));
         system.running = 0;
         QCOMPARE(system.stopCapture(), 0);
         QCOMPARE(system.started, 0);
-        QVERIFY(stopEncoder(&mix));
-        QCOMPARE(mix.started, 0);
-        QTest::qWait(50); // flushed packets still queued to this thread
-
-        for (const PacketPtr& p : sink.packets) {
+        const DecodedSound sound = m.finish();
+        QCOMPARE(m.mix.started, 0);
+        for (const PacketPtr& p : m.sink.packets) {
             QCOMPARE(p->stream_index, 1);
             QCOMPARE(p->time_base.den, 44100);
         }
         // The first packets (encoder start-up and the mix fading in) are skipped.
-        const DecodedSound sound = decodePackets(output->streams[0]->codecpar, sink.packets);
         QCOMPARE(sound.sampleRate, 44100);
         QCOMPARE(sound.channels, 2);
         const size_t from = 20 * 1024;
@@ -267,7 +257,7 @@ void TestAudioWorkers::mixesOneAndTwoInputs()
         }
         mic.freeUnused();
         system.freeUnused();
-        mix.freeUnused();
+        m.mix.freeUnused();
     }
 }
 
@@ -366,13 +356,11 @@ void TestAudioWorkers::silencePlayerReportsStarted()
 
 void TestAudioWorkers::mixerEncodesBlocksOf1024()
 {
-    ffmpegAudioMixEnc mix;
-    AudioParams out = recordingAudioOut();
-    AudioParams in[1] = {out};
-    OutputFormatContextPtr output = streamOnlyOutput();
-    QCOMPARE(mix.addToOutput(output.get(), 0, out), 1);
-    QCOMPARE(mix.init_audio_filters(in, 1, out), 0);
-    PacketSink sink(&mix);
+    MixerUnderTest m;
+    AudioParams in[1] = {recordingAudioOut()};
+    QVERIFY(m.open(in, 1, 0));
+    ffmpegAudioMixEnc& mix = m.mix;
+    const std::vector<PacketPtr>& packets = m.sink.packets;
     mix.start();
     QTRY_VERIFY(mix.running == 1);
 
@@ -391,16 +379,16 @@ void TestAudioWorkers::mixerEncodesBlocksOf1024()
     for (int i = 0; i < 4; ++i)
         mix.passAudioToMixEnc(block(i * 4096), 1);
     QTest::qWait(100);
-    QCOMPARE(sink.packets.size(), size_t(0));
+    QCOMPARE(packets.size(), size_t(0));
     // Four blocks of 4096 leave as sixteen frames of 1024, and the encoder's
     // one frame of priming comes out with the flush.
     for (int i = 0; i < 4; ++i)
         mix.passAudioToMixEnc(block(i * 4096), 0);
-    QTRY_VERIFY(sink.packets.size() >= 15);
+    QTRY_VERIFY(packets.size() >= 15);
     QVERIFY(stopEncoder(&mix));
     QTest::qWait(50);
-    QCOMPARE(sink.packets.size(), size_t(17));
-    for (const PacketPtr& p : sink.packets) {
+    QCOMPARE(packets.size(), size_t(17));
+    for (const PacketPtr& p : packets) {
         QCOMPARE(p->stream_index, 0);
         QCOMPARE(p->duration, int64_t(1024));
     }
