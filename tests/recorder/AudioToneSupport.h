@@ -8,6 +8,8 @@
 
 #include "FFmpegResources.h"
 #include "MediaParams.h"
+#include "RecorderTestSupport.h"
+#include "ffmpegAudioMixEnc.h"
 
 #include <QByteArray>
 #include <QFile>
@@ -93,6 +95,29 @@ inline DecodedSound decodePackets(const AVCodecParameters* stream, const std::ve
     }
     return sound;
 }
+
+// The mixer and AAC encoder opened as a recording opens them, on an output
+// that only carries streams; its packets are kept.
+struct MixerUnderTest
+{
+    ffmpegAudioMixEnc mix;
+    OutputFormatContextPtr output = streamOnlyOutput();
+    PacketSink sink{&mix};
+
+    bool open(AudioParams* in, int inputs, int streamIndex = 1)
+    {
+        AudioParams out = recordingAudioOut();
+        return mix.addToOutput(output.get(), streamIndex, out) == 1 && mix.init_audio_filters(in, inputs, out) == 0;
+    }
+    // Stops the encoder; the sound of every packet, the flushed ones included.
+    DecodedSound finish()
+    {
+        if (!stopEncoder(&mix))
+            return {};
+        QTest::qWait(50); // flushed packets still queued to this thread
+        return decodePackets(output->streams[0]->codecpar, sink.packets);
+    }
+};
 
 // The sound of a media file, down-mixed to mono at `rate`, as the ffmpeg tool
 // decodes it. Empty when the tool fails or reports an error.

@@ -3,14 +3,14 @@
 // as system sound. The finished files are decoded by the ffmpeg tool and the
 // tones looked for at their frequencies: both present, each one gone when its
 // input is muted, silence at level 0, and a microphone whose module is
-// unloaded mid-recording still leaves a complete file, with no pop-up.
+// unloaded mid-recording still leaves a complete file, with no pop-up. And the
+// session's watchdog ending a recording whose only sound source has gone quiet.
 
 #include "AudioToneSupport.h"
-#include "MuxTestSupport.h"
-#include "WorkerTestSupport.h"
 #include "ffmpegAudioCap.h"
 #include "pulseAudioLoopback.h"
 
+#include <QElapsedTimer>
 #include <QFileInfo>
 #include <QtTest>
 
@@ -59,6 +59,7 @@ private slots:
     void muteRemovesEachTone();
     void levelZeroRecordsSilence();
     void microphoneRemovedMidRecording();
+    void silentSourceEndsAtWatchdogsSecondCheck();
 
 private:
     // Records for `seconds` with the given inputs; the path of the finished file.
@@ -190,6 +191,35 @@ void TestAudioRecording::microphoneRemovedMidRecording()
     // The tone was recorded while the source existed.
     const std::vector<float> samples = decodeFileSound(path, kRate);
     QVERIFY2(toneAmplitude(samples, kRate, kMicTone, kRate, 3 * kRate) > 0.02, "no tone before the removal");
+}
+
+void TestAudioRecording::silentSourceEndsAtWatchdogsSecondCheck()
+{
+    ffmpegMux coder;
+    SessionEvents session(coder);
+    // Without system sound the microphone is the mixer's only input, and it
+    // delivers for one second only.
+    coder.disableSys = true;
+    coder.setInputOutput(kTestVideo, "lavfi:sine=frequency=440:duration=1", "quiet.mp4", 0, library.dir.path(), 0);
+    coder.setCaptureParams(0, 0, 640, 360);
+    QElapsedTimer sinceStart;
+    const QStringList events = session.run(coder, [&] {
+        sinceStart.start();
+        QTRY_VERIFY_WITH_TIMEOUT(session.finished(), 90000);
+    });
+    QCOMPARE(events, QStringList({"started:0", "done:0", "failed:1"}));
+    // 1000 ticks to the first check, which only arms the watchdog, then 2000 more.
+    QVERIFY2(sinceStart.elapsed() >= 29000, qPrintable(QString::number(sinceStart.elapsed())));
+
+    // A recording ended by the watchdog is still closed properly.
+    const QStringList row = sqliteTool(library.databasePath(),
+                                       "SELECT file_finalized, file_segments_count, file_size FROM files WHERE file_id="
+                                           + QString::number(coder.fileId) + ";")
+                                .split('|');
+    QCOMPARE(row.size(), 3);
+    QCOMPARE(row[0], QString("true"));
+    QVERIFY(row[1].toInt() >= 2);
+    QCOMPARE(row[2].toLongLong(), QFileInfo(library.dir.path() + "/quiet.mp4").size());
 }
 
 QTEST_GUILESS_MAIN(TestAudioRecording)

@@ -1,10 +1,12 @@
-// The sound threads driven directly: microphone capture with mute and level,
-// its silent substitute and its other open errors, the mixer and AAC encoder
-// with one and two inputs and its graph and block size, the system sound
-// thread on the sound server's monitor, and the silence player.
+// The sound threads driven directly: mute and level on a block of every
+// sample format, microphone capture with mute and level, its silent
+// substitute and its other open errors, the mixer and AAC encoder with one
+// and two inputs and its block size, the system sound thread on the sound
+// server's monitor, the silence player, and the idle-time microphone meter.
 
+#include "AudioSampleLevel.h"
 #include "AudioToneSupport.h"
-#include "WorkerTestSupport.h"
+#include "ffAudioMonitor.h"
 #include "ffmpegAudioCap.h"
 #include "ffmpegAudioMixEnc.h"
 #include "pulseAudioLoopback.h"
@@ -22,6 +24,27 @@ const char* const kTone = "lavfi:sine=frequency=440:sample_rate=44100";
 const char* const kSilence = "lavfi:anullsrc=r=44100:cl=mono";
 const double kToneMeanLevel = 1.0 / (4 * M_PI);
 
+// Reads sample `i` of a plane of the packed form of `format`, writing `value` first when given.
+template <typename T>
+double access(uint8_t* data, int i, const double* value)
+{
+    T* s = reinterpret_cast<T*>(data) + i;
+    if (value)
+        *s = T(*value);
+    return double(*s);
+}
+
+double sampleAt(int format, uint8_t* data, int i, const double* value = nullptr)
+{
+    switch (av_get_packed_sample_fmt(AVSampleFormat(format))) {
+    case AV_SAMPLE_FMT_U8: return access<uint8_t>(data, i, value);
+    case AV_SAMPLE_FMT_S16: return access<int16_t>(data, i, value);
+    case AV_SAMPLE_FMT_S32: return access<int32_t>(data, i, value);
+    case AV_SAMPLE_FMT_FLT: return access<float>(data, i, value);
+    case AV_SAMPLE_FMT_DBL: return access<double>(data, i, value);
+    default: return access<int64_t>(data, i, value);
+    }
+}
 } // namespace
 
 class TestAudioWorkers : public QObject
@@ -29,16 +52,79 @@ class TestAudioWorkers : public QObject
     Q_OBJECT
 
 private slots:
+    void sampleLevel_data();
+    void sampleLevel();
     void microphoneAppliesMuteAndLevel();
-    void missingSourceFallsBackToSilence();
-    void readsSoundServerSource();
+    void unusableMicrophone_data();
+    void unusableMicrophone();
     void mixesOneAndTwoInputs();
     void mixerEncodesBlocksOf1024();
-    void otherOpenErrorsAreReturned();
     void systemSoundReadsMonitor();
     void systemSoundWithoutServerIsDropped();
     void silencePlayerReportsStarted();
+    void monitorPercentRule_data();
+    void monitorPercentRule();
+    void monitorMeasuresSoundServerSource();
+    void monitorOnMissingSourceEndsQuietly();
 };
+
+void TestAudioWorkers::sampleLevel_data()
+{
+    // The block's last sample afterwards (-1: not checked) and the mean level
+    // (-1: not checked); a refused block keeps the mean it had (0.75).
+    QTest::addColumn<int>("format");
+    QTest::addColumn<double>("value");
+    QTest::addColumn<bool>("mute");
+    QTest::addColumn<int>("level");
+    QTest::addColumn<double>("sample");
+    QTest::addColumn<double>("mean");
+    QTest::newRow("s16") << int(AV_SAMPLE_FMT_S16) << 8192.0 << false << 100 << 8192.0 << 0.25;
+    QTest::newRow("s16 doubled") << int(AV_SAMPLE_FMT_S16) << 8192.0 << false << 200 << 16384.0 << 0.5;
+    QTest::newRow("s16 clipped") << int(AV_SAMPLE_FMT_S16) << 16384.0 << false << 300 << 32767.0 << -1.0;
+    QTest::newRow("s16p lowest") << int(AV_SAMPLE_FMT_S16P) << -32768.0 << false << 150 << -32768.0 << 1.0;
+    // Unsigned 8 bits: silence is 128, and the distance from it is what counts.
+    QTest::newRow("u8p") << int(AV_SAMPLE_FMT_U8P) << 192.0 << false << 100 << 192.0 << 0.5;
+    QTest::newRow("u8p clipped") << int(AV_SAMPLE_FMT_U8P) << 192.0 << false << 400 << 255.0 << -1.0;
+    QTest::newRow("u8p muted") << int(AV_SAMPLE_FMT_U8P) << 192.0 << true << 100 << 128.0 << 0.0;
+    // 32 bits: full scale reads as one half, and scaling is done in 64 bits.
+    QTest::newRow("s32") << int(AV_SAMPLE_FMT_S32) << double(INT32_MAX) << false << 100 << double(INT32_MAX) << 0.5;
+    QTest::newRow("s32 halved") << int(AV_SAMPLE_FMT_S32) << double(INT32_MAX) << false << 50 << double(INT32_MAX / 2)
+                                << -1.0;
+    QTest::newRow("s32 clipped") << int(AV_SAMPLE_FMT_S32) << double(INT32_MAX / 2) << false << 1000
+                                 << double(INT32_MAX) << -1.0;
+    QTest::newRow("level 0 without mute") << int(AV_SAMPLE_FMT_S32) << double(INT32_MAX) << false << 0 << 0.0 << 0.0;
+    // Floating samples are not clipped.
+    QTest::newRow("fltp") << int(AV_SAMPLE_FMT_FLTP) << -0.5 << false << 100 << -0.5 << 0.5;
+    QTest::newRow("fltp tripled") << int(AV_SAMPLE_FMT_FLTP) << -0.5 << false << 300 << -1.5 << -1.0;
+    QTest::newRow("dbl muted") << int(AV_SAMPLE_FMT_DBL) << 0.25 << true << 100 << 0.0 << 0.0;
+    QTest::newRow("s64 refused") << int(AV_SAMPLE_FMT_S64) << 1000.0 << true << 100 << 1000.0 << 0.75;
+}
+
+void TestAudioWorkers::sampleLevel()
+{
+    QFETCH(int, format);
+    QFETCH(double, value);
+    QFETCH(bool, mute);
+    QFETCH(int, level);
+    QFETCH(double, sample);
+    QFETCH(double, mean);
+    FramePtr frame(av_frame_alloc());
+    ffSetFrameChannels(frame.get(), 3, 2);
+    frame->format = format;
+    frame->sample_rate = 44100;
+    frame->nb_samples = 64;
+    QCOMPARE(av_frame_get_buffer(frame.get(), 0), 0);
+    const int planes = av_sample_fmt_is_planar(AVSampleFormat(format)) ? 2 : 1;
+    for (int p = 0; p < planes; ++p)
+        for (int i = 0; i < 128 / planes; ++i)
+            sampleAt(format, frame->extended_data[p], i, &value);
+
+    double measured = 0.75;
+    QCOMPARE(AudioSampleLevel::apply(frame.get(), mute, level, measured), format == AV_SAMPLE_FMT_S64 ? -1 : 0);
+    QCOMPARE(sampleAt(format, frame->extended_data[planes - 1], 128 / planes - 1), sample);
+    if (mean >= 0)
+        QVERIFY2(qAbs(measured - mean) < 1e-6, qPrintable(QString::number(measured)));
+}
 
 void TestAudioWorkers::microphoneAppliesMuteAndLevel()
 {
@@ -81,44 +167,41 @@ void TestAudioWorkers::microphoneAppliesMuteAndLevel()
     QCOMPARE(cap.fillAudioParams(params), 0);
 }
 
-void TestAudioWorkers::missingSourceFallsBackToSilence()
+void TestAudioWorkers::unusableMicrophone_data()
 {
+    // Only a disabled device is replaced by silence; a broken input name is the caller's to handle.
+    QTest::addColumn<QByteArray>("device");
+    QTest::addColumn<bool>("substitute");
+    QTest::newRow("missing source") << QByteArray("audio=orlune_no_such_source") << true;
+    QTest::newRow("broken input") << QByteArray("lavfi:orlune_no_such_filter") << false;
+}
+
+void TestAudioWorkers::unusableMicrophone()
+{
+    QFETCH(QByteArray, device);
+    QFETCH(bool, substitute);
     ffmpegAudioCap cap;
     QSignalSpy popups(&cap, &ffmpegAudioCap::audioPopup);
-    QCOMPARE(cap.open_input_device("audio=orlune_no_such_source"), 1);
+    const int ret = cap.open_input_device(device.constData());
+    AudioParams params;
+    if (!substitute) {
+        QVERIFY(ret < 0 && ret != AVERROR(EIO));
+        QCOMPARE(popups.size(), 0);
+        QCOMPARE(cap.fillAudioParams(params), 0);
+        return;
+    }
+    QCOMPARE(ret, 1);
     QCOMPARE(popups.size(), 1);
     QCOMPARE(popups[0][0].toInt(), 0);
     QVERIFY(popups[0][1].toString().contains("WARNING! Microphone recording is disabled."));
-    AudioParams params;
     QCOMPARE(cap.fillAudioParams(params), 1);
     QCOMPARE(params.sampleRate, 44100);
     QCOMPARE(params.channels, 2);
-
     // The substitute delivers, so the recording keeps a (silent) track.
     cap.start();
     QTRY_VERIFY_WITH_TIMEOUT(cap.ready, 3000);
     QVERIFY(stopSource(&cap));
     QCOMPARE(cap.meanLevel, 0.0);
-}
-
-void TestAudioWorkers::readsSoundServerSource()
-{
-    if (qEnvironmentVariableIsEmpty("PULSE_SERVER"))
-        QSKIP("needs the private sound server");
-    // The test session's microphone is a sine source of the sound server,
-    // captured in its own format: one channel at 44100 Hz.
-    ffmpegAudioCap cap;
-    QSignalSpy popups(&cap, &ffmpegAudioCap::audioPopup);
-    QCOMPARE(cap.open_input_device("audio=orlune_mic"), 1);
-    QCOMPARE(popups.size(), 0);
-    AudioParams params;
-    QCOMPARE(cap.fillAudioParams(params), 1);
-    QCOMPARE(params.sampleRate, 44100);
-    QCOMPARE(params.channels, 1);
-    QCOMPARE(params.sampleFormat, AV_SAMPLE_FMT_S16);
-    cap.start();
-    QTRY_VERIFY_WITH_TIMEOUT(cap.meanLevel > 0.01, 5000);
-    QVERIFY(stopSource(&cap));
 }
 
 void TestAudioWorkers::mixesOneAndTwoInputs()
@@ -129,8 +212,8 @@ void TestAudioWorkers::mixesOneAndTwoInputs()
     for (int inputs = 1; inputs <= 2; ++inputs) {
         ffmpegAudioCap mic;
         pulseAudioLoopback system;
-        ffmpegAudioMixEnc mix;
-        mix.bitRate = 128000;
+        MixerUnderTest m;
+        m.mix.bitRate = 128000;
         AudioParams in[2];
         QCOMPARE(mic.open_input_device(kTone), 1);
         QCOMPARE(mic.fillAudioParams(in[0]), 1);
@@ -139,36 +222,27 @@ void TestAudioWorkers::mixesOneAndTwoInputs()
             system.start();
             QCOMPARE(system.fillAudioParams(in[1]), 1);
         }
-        AudioParams out = recordingAudioOut();
-        OutputFormatContextPtr output = streamOnlyOutput();
-        QCOMPARE(mix.addToOutput(output.get(), 1, out), 1);
-        QCOMPARE(out.sampleFormat, AV_SAMPLE_FMT_FLTP); // what the AAC encoder takes
-        QCOMPARE(mix.init_audio_filters(in, inputs, out), 0);
-        QCOMPARE(mix.inputCount, inputs);
-
-        PacketSink sink(&mix);
-        connect(&mic, &ffmpegAudioCap::passAudioToMixEnc, &mix, &ffmpegAudioMixEnc::passAudioToMixEnc);
-        connect(&system, &pulseAudioLoopback::passAudioToMixEnc, &mix, &ffmpegAudioMixEnc::passAudioToMixEnc);
-        mix.start();
+        QVERIFY(m.open(in, inputs));
+        QCOMPARE(m.mix.inputCount, inputs);
+        connect(&mic, &ffmpegAudioCap::passAudioToMixEnc, &m.mix, &ffmpegAudioMixEnc::passAudioToMixEnc);
+        connect(&system, &pulseAudioLoopback::passAudioToMixEnc, &m.mix, &ffmpegAudioMixEnc::passAudioToMixEnc);
+        m.mix.start();
         mic.start();
         QTRY_VERIFY_WITH_TIMEOUT(mic.ready && (inputs == 1 || system.ready), 3000);
         mic.go = true;
         system.go = true;
-        QTRY_VERIFY_WITH_TIMEOUT(sink.packets.size() >= 60, 6000);
+        QTRY_VERIFY_WITH_TIMEOUT(m.sink.packets.size() >= 60, 6000);
         QVERIFY(stopSource(&mic));
         system.running = 0;
         QCOMPARE(system.stopCapture(), 0);
         QCOMPARE(system.started, 0);
-        QVERIFY(stopEncoder(&mix));
-        QCOMPARE(mix.started, 0);
-        QTest::qWait(50); // flushed packets still queued to this thread
-
-        for (const PacketPtr& p : sink.packets) {
+        const DecodedSound sound = m.finish();
+        QCOMPARE(m.mix.started, 0);
+        for (const PacketPtr& p : m.sink.packets) {
             QCOMPARE(p->stream_index, 1);
             QCOMPARE(p->time_base.den, 44100);
         }
         // The first packets (encoder start-up and the mix fading in) are skipped.
-        const DecodedSound sound = decodePackets(output->streams[0]->codecpar, sink.packets);
         QCOMPARE(sound.sampleRate, 44100);
         QCOMPARE(sound.channels, 2);
         const size_t from = 20 * 1024;
@@ -183,7 +257,7 @@ void TestAudioWorkers::mixesOneAndTwoInputs()
         }
         mic.freeUnused();
         system.freeUnused();
-        mix.freeUnused();
+        m.mix.freeUnused();
     }
 }
 
@@ -282,13 +356,11 @@ void TestAudioWorkers::silencePlayerReportsStarted()
 
 void TestAudioWorkers::mixerEncodesBlocksOf1024()
 {
-    ffmpegAudioMixEnc mix;
-    AudioParams out = recordingAudioOut();
-    AudioParams in[1] = {out};
-    OutputFormatContextPtr output = streamOnlyOutput();
-    QCOMPARE(mix.addToOutput(output.get(), 0, out), 1);
-    QCOMPARE(mix.init_audio_filters(in, 1, out), 0);
-    PacketSink sink(&mix);
+    MixerUnderTest m;
+    AudioParams in[1] = {recordingAudioOut()};
+    QVERIFY(m.open(in, 1, 0));
+    ffmpegAudioMixEnc& mix = m.mix;
+    const std::vector<PacketPtr>& packets = m.sink.packets;
     mix.start();
     QTRY_VERIFY(mix.running == 1);
 
@@ -307,32 +379,92 @@ void TestAudioWorkers::mixerEncodesBlocksOf1024()
     for (int i = 0; i < 4; ++i)
         mix.passAudioToMixEnc(block(i * 4096), 1);
     QTest::qWait(100);
-    QCOMPARE(sink.packets.size(), size_t(0));
+    QCOMPARE(packets.size(), size_t(0));
     // Four blocks of 4096 leave as sixteen frames of 1024, and the encoder's
     // one frame of priming comes out with the flush.
     for (int i = 0; i < 4; ++i)
         mix.passAudioToMixEnc(block(i * 4096), 0);
-    QTRY_VERIFY(sink.packets.size() >= 15);
+    QTRY_VERIFY(packets.size() >= 15);
     QVERIFY(stopEncoder(&mix));
     QTest::qWait(50);
-    QCOMPARE(sink.packets.size(), size_t(17));
-    for (const PacketPtr& p : sink.packets) {
+    QCOMPARE(packets.size(), size_t(17));
+    for (const PacketPtr& p : packets) {
         QCOMPARE(p->stream_index, 0);
         QCOMPARE(p->duration, int64_t(1024));
     }
 }
 
-void TestAudioWorkers::otherOpenErrorsAreReturned()
+void TestAudioWorkers::monitorPercentRule_data()
 {
-    // Only a disabled device is replaced by silence; a broken input name is the caller's to handle.
-    ffmpegAudioCap cap;
-    QSignalSpy popups(&cap, &ffmpegAudioCap::audioPopup);
-    const int ret = cap.open_input_device("lavfi:orlune_no_such_filter");
-    QVERIFY(ret < 0);
-    QVERIFY(ret != AVERROR(EIO));
-    QCOMPARE(popups.size(), 0);
-    AudioParams params;
-    QCOMPARE(cap.fillAudioParams(params), 0);
+    QTest::addColumn<double>("meanLevel");
+    QTest::addColumn<int>("percent");
+    QTest::newRow("nothing") << 0.0 << 0;
+    QTest::newRow("at the floor") << 0.000001 << 0;
+    QTest::newRow("below -60 dB") << 0.0005 << 0;
+    QTest::newRow("-60 dB") << 0.001 << 0;
+    QTest::newRow("-40 dB") << 0.01 << 33;
+    QTest::newRow("-20 dB") << 0.1 << 66;
+    QTest::newRow("half scale") << 0.5 << 89;
+    QTest::newRow("full scale") << 1.0 << 100;
+    QTest::newRow("over full scale") << 1.5 << 100;
+}
+
+void TestAudioWorkers::monitorPercentRule()
+{
+    QFETCH(double, meanLevel);
+    QTEST(ffAudioMonitor::levelPercent(meanLevel), "percent");
+}
+
+void TestAudioWorkers::monitorMeasuresSoundServerSource()
+{
+    if (!haveSoundServer())
+        QSKIP("needs the private sound server");
+    QTemporaryDir dir;
+    QVERIFY(writeToneWav(dir.path() + "/tone.wav", 440, 30));
+    TonePlayer player(dir.path() + "/tone.wav");
+    QVERIFY(player.running());
+    ffAudioMonitor monitor;
+    // Opened by its owner first, as the controller does, then started.
+    QCOMPARE(monitor.open_input_device("audio=orlune_speakers.monitor"), 1);
+    monitor.start(QThread::LowPriority);
+    QTRY_VERIFY_WITH_TIMEOUT(monitor.ready && monitor.meanLevel > 0.01, 5000);
+    QVERIFY(monitor.started);
+    QVERIFY(ffAudioMonitor::levelPercent(monitor.meanLevel) > 30);
+
+    monitor.level = 0;
+    QTRY_COMPARE_WITH_TIMEOUT(monitor.meanLevel, 0.0, 3000);
+    monitor.level = 100;
+    QTRY_VERIFY_WITH_TIMEOUT(monitor.meanLevel > 0.01, 3000);
+    monitor.mute = true;
+    QTRY_COMPARE_WITH_TIMEOUT(monitor.meanLevel, 0.0, 3000);
+    QCOMPARE(ffAudioMonitor::levelPercent(monitor.meanLevel), 0);
+
+    monitor.running = 0;
+    QVERIFY(monitor.wait(3000));
+    // The end of the run puts mute and level back.
+    QCOMPARE(monitor.started, 0);
+    QCOMPARE(monitor.mute, false);
+    QCOMPARE(monitor.level, 100);
+
+    // A second run opens the input itself.
+    monitor.start();
+    QTRY_VERIFY_WITH_TIMEOUT(monitor.meanLevel > 0.01, 5000);
+    monitor.running = 0;
+    QVERIFY(monitor.wait(3000));
+    monitor.freeUnused();
+    QCOMPARE(monitor.ready, false);
+}
+
+void TestAudioWorkers::monitorOnMissingSourceEndsQuietly()
+{
+    ffAudioMonitor monitor;
+    QVERIFY(monitor.open_input_device("audio=orlune_no_such_source") < 0);
+    monitor.setDevice("audio=orlune_no_such_source");
+    monitor.start();
+    QVERIFY(monitor.wait(5000));
+    QCOMPARE(monitor.running, 0);
+    QCOMPARE(monitor.started, 0);
+    QCOMPARE(monitor.meanLevel, 0.0);
 }
 
 QTEST_MAIN(TestAudioWorkers)

@@ -8,65 +8,50 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <functional>
 #include <vector>
 
 namespace {
 
 using Rgba = std::vector<uint8_t>;
 
-Rgba solid(int w, int h, uint8_t r, uint8_t g, uint8_t b)
+// An opaque RGBA picture whose pixels `colour` gives.
+Rgba picture(int w, int h, const std::function<QRgb(int x, int y)>& colour)
 {
     Rgba px(size_t(w) * h * 4);
-    for (size_t i = 0; i < px.size(); i += 4) {
-        px[i] = r;
-        px[i + 1] = g;
-        px[i + 2] = b;
-        px[i + 3] = 255;
-    }
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) {
+            const QRgb c = colour(x, y);
+            uint8_t* p = &px[(size_t(y) * w + x) * 4];
+            p[0] = uint8_t(qRed(c));
+            p[1] = uint8_t(qGreen(c));
+            p[2] = uint8_t(qBlue(c));
+            p[3] = 255;
+        }
     return px;
+}
+
+Rgba solid(int w, int h, QRgb c)
+{
+    return picture(w, h, [c](int, int) { return c; });
 }
 
 // Red grows to the right, green downwards, blue is fixed.
 Rgba gradient(int w, int h)
 {
-    Rgba px(size_t(w) * h * 4);
-    for (int y = 0; y < h; ++y)
-        for (int x = 0; x < w; ++x) {
-            uint8_t* p = &px[(size_t(y) * w + x) * 4];
-            p[0] = uint8_t(x * 255 / (w - 1));
-            p[1] = uint8_t(y * 255 / (h - 1));
-            p[2] = 96;
-            p[3] = 255;
-        }
-    return px;
+    return picture(w, h, [w, h](int x, int y) { return qRgb(x * 255 / (w - 1), y * 255 / (h - 1), 96); });
 }
 
-// Four flat quadrants, the kind of picture a desktop mostly is.
-Rgba quadrants(int w, int h)
+// Four flat quadrants, the kind of picture a desktop mostly is, with a
+// yellow square of 12x10 at (50, 30) when asked for.
+Rgba quadrants(int w, int h, bool square)
 {
-    static const uint8_t colours[4][3] = {{250, 250, 250}, {20, 40, 160}, {200, 30, 30}, {40, 40, 40}};
-    Rgba px(size_t(w) * h * 4);
-    for (int y = 0; y < h; ++y)
-        for (int x = 0; x < w; ++x) {
-            const uint8_t* c = colours[(y >= h / 2) * 2 + (x >= w / 2)];
-            uint8_t* p = &px[(size_t(y) * w + x) * 4];
-            p[0] = c[0];
-            p[1] = c[1];
-            p[2] = c[2];
-            p[3] = 255;
-        }
-    return px;
-}
-
-void fillRect(Rgba& px, int w, int x0, int y0, int rw, int rh, uint8_t r, uint8_t g, uint8_t b)
-{
-    for (int y = y0; y < y0 + rh; ++y)
-        for (int x = x0; x < x0 + rw; ++x) {
-            uint8_t* p = &px[(size_t(y) * w + x) * 4];
-            p[0] = r;
-            p[1] = g;
-            p[2] = b;
-        }
+    static const QRgb colours[4] = {qRgb(250, 250, 250), qRgb(20, 40, 160), qRgb(200, 30, 30), qRgb(40, 40, 40)};
+    return picture(w, h, [=](int x, int y) {
+        if (square && QRect(50, 30, 12, 10).contains(x, y))
+            return qRgb(255, 255, 0);
+        return colours[(y >= h / 2) * 2 + (x >= w / 2)];
+    });
 }
 
 QString writeGif(const QString& path, int w, int h, const std::vector<Rgba>& frames, int delay = 20)
@@ -107,12 +92,13 @@ private slots:
     void solidImageIsExactAndWellFormed()
     {
         const QString path = dir.filePath("solid.gif");
-        QCOMPARE(writeGif(path, 64, 48, {solid(64, 48, 200, 30, 90)}), QString());
+        QCOMPARE(writeGif(path, 64, 48, {solid(64, 48, qRgb(200, 30, 90))}), QString());
 
         QFile file(path);
         QVERIFY(file.open(QIODevice::ReadOnly));
         const QByteArray bytes = file.readAll();
-        // Header: signature, size, 2-entry global table, then the endless loop extension.
+        // Header: signature, size, 2-entry global table, then the endless loop
+        // extension.
         QVERIFY(bytes.startsWith("GIF89a"));
         QCOMPARE(bytes.mid(6, 5), QByteArray("\x40\x00\x30\x00\xF0", 5));
         QCOMPARE(bytes.mid(13, 6), QByteArray(6, '\0'));
@@ -174,9 +160,8 @@ private slots:
     void unchangedPixelsAreTransparent()
     {
         const int w = 120, h = 80;
-        const Rgba first = quadrants(w, h);
-        Rgba second = first;
-        fillRect(second, w, 50, 30, 12, 10, 255, 255, 0);
+        const Rgba first = quadrants(w, h, false);
+        const Rgba second = quadrants(w, h, true);
         const QString path = dir.filePath("twoframes.gif");
         QCOMPARE(writeGif(path, w, h, {first, second, second, second}), QString());
 
@@ -192,7 +177,8 @@ private slots:
         QCOMPARE(images[0].pixel(55, 35), qRgb(250, 250, 250));
         QCOMPARE(images[3], images[1]);
 
-        // A frame equal to the one before is all transparent: little more than its colour table.
+        // A frame equal to the one before is all transparent: little more than its
+        // colour table.
         const QString two = dir.filePath("two.gif");
         QCOMPARE(writeGif(two, w, h, {first, second}), QString());
         const qint64 perFrame = (QFileInfo(path).size() - QFileInfo(two).size()) / 2;
@@ -222,13 +208,13 @@ private slots:
         gifWriter writer;
         QVERIFY(!writer.begin(QFile::encodeName(dir.filePath("missing/dir/x.gif")).constData(), 10, 10));
         QVERIFY(!writer.isOpen());
-        const Rgba pic = solid(10, 10, 1, 2, 3);
+        const Rgba pic = solid(10, 10, qRgb(1, 2, 3));
         QVERIFY(!writer.writeFrame(pic.data(), 10, 10, 20));
         QVERIFY(!writer.end());
 
         const QString path = dir.filePath("mismatch.gif");
         QVERIFY(writer.begin(QFile::encodeName(path).constData(), 10, 10));
-        const Rgba bigger = solid(20, 10, 1, 2, 3);
+        const Rgba bigger = solid(20, 10, qRgb(1, 2, 3));
         QVERIFY(!writer.writeFrame(bigger.data(), 20, 10, 20));
         QVERIFY(writer.writeFrame(pic.data(), 10, 10, 20));
         QVERIFY(writer.size() > 0);

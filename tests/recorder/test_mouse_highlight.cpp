@@ -7,7 +7,6 @@
 #include "MouseHighlight.h"
 
 #include <QtTest>
-#include <vector>
 
 extern "C" {
 #include <libavutil/detection_bbox.h>
@@ -15,72 +14,58 @@ extern "C" {
 }
 
 namespace {
-struct Box
-{
-    int x, y, w, h;
-    bool operator==(const Box& o) const { return x == o.x && y == o.y && w == o.w && h == o.h; }
-};
+// Highlight boxes as (x, y, size, outline).
+using Boxes = QList<QRect>;
 
-char* toString(const std::vector<Box>& boxes)
+Boxes boxesOf(const AVFrame* frame)
 {
-    QByteArray text;
-    for (const Box& b : boxes)
-        text += QString::asprintf("(%d,%d,%d,%d)", b.x, b.y, b.w, b.h).toLatin1();
-    return qstrdup(text.isEmpty() ? "none" : text.constData());
-}
-
-std::vector<Box> boxesOf(const AVFrame* frame)
-{
-    std::vector<Box> boxes;
+    Boxes boxes;
     const AVFrameSideData* sd = av_frame_get_side_data(frame, AV_FRAME_DATA_DETECTION_BBOXES);
-    if (!sd)
-        return boxes;
-    const auto* header = reinterpret_cast<const AVDetectionBBoxHeader*>(sd->data);
-    for (uint32_t i = 0; i < header->nb_bboxes; ++i) {
+    const auto* header = sd ? reinterpret_cast<const AVDetectionBBoxHeader*>(sd->data) : nullptr;
+    for (uint32_t i = 0; header && i < header->nb_bboxes; ++i) {
         const AVDetectionBBox* b = av_get_detection_bbox(header, i);
-        boxes.push_back({b->x, b->y, b->w, b->h});
+        boxes << QRect(b->x, b->y, b->w, b->h);
     }
     return boxes;
 }
 
-// Runs one frame of the given size with the given pointer through the rules.
+// Runs one frame of 320x240 with the given pointer through the rules.
 // x == INT_MIN leaves the frame without pointer metadata.
-std::vector<Box> step(MouseHighlight& highlight, int x, int y, int state, int width = 320, int height = 240)
+Boxes step(MouseHighlight& highlight, int x, int y, int state)
 {
     FramePtr frame(av_frame_alloc());
-    frame->width = width;
-    frame->height = height;
+    frame->width = 320;
+    frame->height = 240;
     if (x != INT_MIN)
         MouseHighlight::setPointerMetadata(frame.get(), x, y, state);
     highlight.apply(frame.get());
     return boxesOf(frame.get());
 }
 
-using Boxes = std::vector<Box>;
 const Boxes kNone;
 Boxes plain(int x, int y)
 {
-    return {{x, y, 24, 0}};
+    return {QRect(x, y, 24, 0)};
 }
 Boxes pressed(int x, int y)
 {
-    return {{x, y, 28, 0}, {x, y, 34, 2}};
+    return {QRect(x, y, 28, 0), QRect(x, y, 34, 2)};
 }
 Boxes ring(int x, int y, int w)
 {
-    return {{x, y, w, 2}};
+    return {QRect(x, y, w, 2)};
 }
 
-// A black picture of the given packed format.
-FramePtr blackFrame(AVPixelFormat format, int width = 100, int height = 100)
+// A black picture of 100x100 in the given format.
+FramePtr blackFrame(AVPixelFormat format)
 {
     FramePtr frame(av_frame_alloc());
     frame->format = format;
-    frame->width = width;
-    frame->height = height;
+    frame->width = 100;
+    frame->height = 100;
     if (av_frame_get_buffer(frame.get(), 0) < 0)
         return nullptr;
-    for (int y = 0; y < height; ++y)
+    for (int y = 0; y < 100; ++y)
         memset(frame->data[0] + y * frame->linesize[0], 0, size_t(frame->linesize[0]));
     return frame;
 }

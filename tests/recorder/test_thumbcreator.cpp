@@ -1,6 +1,7 @@
-// The preview creator fed the way the capture thread feeds it: real decoded
-// frames of a lavfi test source, every fifth frame from the fifteenth on.
+// The preview creator fed the way the capture thread feeds it: screen
+// pictures in bgr0, every fifth frame from the fifteenth on.
 
+#include "FFmpegResources.h"
 #include "TestTools.h"
 #include "ffThumbCreator.h"
 
@@ -9,69 +10,7 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
-extern "C" {
-#include <libavcodec/avcodec.h>
-#include <libavdevice/avdevice.h>
-#include <libavformat/avformat.h>
-#include <libavutil/frame.h>
-}
-
 namespace {
-
-// Decodes frames of a lavfi source one by one.
-class LavfiSource
-{
-public:
-    explicit LavfiSource(const char* graph)
-    {
-        avdevice_register_all();
-        if (avformat_open_input(&input, graph, av_find_input_format("lavfi"), nullptr) < 0)
-            return;
-        if (avformat_find_stream_info(input, nullptr) < 0)
-            return;
-        const AVCodecParameters* par = input->streams[0]->codecpar;
-        const AVCodec* codec = avcodec_find_decoder(par->codec_id);
-        decoder = avcodec_alloc_context3(codec);
-        avcodec_parameters_to_context(decoder, par);
-        if (avcodec_open2(decoder, codec, nullptr) < 0)
-            avcodec_free_context(&decoder);
-        packet = av_packet_alloc();
-        frame = av_frame_alloc();
-    }
-    ~LavfiSource()
-    {
-        av_frame_free(&frame);
-        av_packet_free(&packet);
-        avcodec_free_context(&decoder);
-        avformat_close_input(&input);
-    }
-    bool isOpen() const { return decoder != nullptr; }
-    int width() const { return decoder->width; }
-    int height() const { return decoder->height; }
-    AVPixelFormat format() const { return decoder->pix_fmt; }
-
-    // The next decoded frame, owned by the source, or null at the end.
-    AVFrame* next()
-    {
-        av_frame_unref(frame);
-        while (true) {
-            if (avcodec_receive_frame(decoder, frame) == 0)
-                return frame;
-            if (av_read_frame(input, packet) < 0)
-                return nullptr;
-            const int sent = avcodec_send_packet(decoder, packet);
-            av_packet_unref(packet);
-            if (sent < 0)
-                return nullptr;
-        }
-    }
-
-private:
-    AVFormatContext* input = nullptr;
-    AVCodecContext* decoder = nullptr;
-    AVPacket* packet = nullptr;
-    AVFrame* frame = nullptr;
-};
 
 void startCreator(ffThumbCreator& tc, const QString& dir)
 {
@@ -82,19 +21,22 @@ void startCreator(ffThumbCreator& tc, const QString& dir)
     QVERIFY(waitUntil([&] { return tc.running == 1; }, 5000));
 }
 
-// Frames of pseudo-random colour noise: the worst case for the animation's size.
-AVFrame* noiseFrame(int w, int h, quint32 seed)
+// A screen picture in bgr0: with `noise`, pseudo-random colours seeded by `n`
+// (the worst case for the animation's size), else a gradient shifted by `n`.
+FramePtr picture(int w, int h, quint32 n, bool noise = false)
 {
-    AVFrame* f = av_frame_alloc();
+    FramePtr f(av_frame_alloc());
     f->width = w;
     f->height = h;
     f->format = AV_PIX_FMT_BGR0;
-    av_frame_get_buffer(f, 0);
+    av_frame_get_buffer(f.get(), 0);
+    quint32 seed = n;
     for (int y = 0; y < h; ++y) {
         uint8_t* row = f->data[0] + y * f->linesize[0];
         for (int x = 0; x < w * 4; ++x) {
             seed = seed * 1664525u + 1013904223u;
-            row[x] = uint8_t(seed >> 24);
+            row[x] =
+                noise ? uint8_t(seed >> 24) : uint8_t(x % 4 == 1 ? quint32(y * 255 / h) : (x / 4 + n * 8) * 255 / w);
         }
     }
     return f;
@@ -106,7 +48,8 @@ bool endsWithTrailer(const QString& path)
     return f.open(QIODevice::ReadOnly) && f.size() > 0 && f.readAll().endsWith(';');
 }
 
-// Frames of a GIF as Qt's decoder reads them; -1 when the file does not end with its trailer.
+// Frames of a GIF as Qt's decoder reads them; -1 when the file does not end
+// with its trailer.
 int gifFrames(const QString& path)
 {
     if (!endsWithTrailer(path))
@@ -150,22 +93,17 @@ private slots:
         QCOMPARE(ffThumbCreator::previewSize(capture.width(), capture.height()), preview);
         ffThumbCreator tc(nullptr, 15, capture.width(), capture.height(), AV_PIX_FMT_BGR0);
         QCOMPARE(QSize(tc.dstWidth, tc.dstHeight), preview);
-        QCOMPARE(tc.dstLinesize[0], preview.width() * 4);
     }
 
     void previewsOfARecording()
     {
-        LavfiSource src("testsrc2=size=640x360:rate=25");
-        QVERIFY(src.isOpen());
-        auto* tc = new ffThumbCreator(nullptr, 15, src.width(), src.height(), src.format());
+        auto* tc = new ffThumbCreator(nullptr, 15, 640, 360, AV_PIX_FMT_BGR0);
         startCreator(*tc, dir().path());
 
         // Like the capture thread at 25 frames per second.
         for (int n = 0; n <= 90; ++n) {
-            AVFrame* frame = src.next();
-            QVERIFY(frame);
             if (n % 5 == 0 && n / 5 >= 3 && n / 5 <= 18)
-                tc->passFrameToThumbCreator(frame);
+                tc->passFrameToThumbCreator(picture(640, 360, n).get());
             if (n == 90)
                 tc->finish();
             QThread::msleep(40);
@@ -207,19 +145,16 @@ private slots:
 
     void wrongFramesAreIgnored()
     {
-        LavfiSource src("testsrc2=size=320x240:rate=25");
-        QVERIFY(src.isOpen());
-        ffThumbCreator tc(nullptr, 15, 640, 480, src.format());
+        ffThumbCreator tc(nullptr, 15, 640, 480, AV_PIX_FMT_BGR0);
         // Before the thread runs nothing is taken.
-        tc.passFrameToThumbCreator(src.next());
+        tc.passFrameToThumbCreator(picture(640, 480, 0).get());
         QCOMPARE(tc.collected, 0);
         startCreator(tc, dir().path());
-        tc.passFrameToThumbCreator(src.next()); // 320x240 into a 640x480 creator
-        AVFrame* empty = av_frame_alloc();
+        tc.passFrameToThumbCreator(picture(320, 240, 0).get()); // into a 640x480 creator
+        FramePtr empty(av_frame_alloc());
         empty->width = 640;
         empty->height = 480;
-        tc.passFrameToThumbCreator(empty); // no data
-        av_frame_free(&empty);
+        tc.passFrameToThumbCreator(empty.get()); // no data
         QCOMPARE(tc.collected, 0);
         tc.finish();
         QVERIFY(tc.wait(5000));
@@ -235,9 +170,7 @@ private slots:
         auto* tc = new ffThumbCreator(nullptr, 15, w, h, AV_PIX_FMT_BGR0);
         startCreator(*tc, dir().path());
         for (int i = 0; i < 16; ++i) {
-            AVFrame* f = noiseFrame(w, h, quint32(i + 1));
-            tc->passFrameToThumbCreator(f);
-            av_frame_free(&f);
+            tc->passFrameToThumbCreator(picture(w, h, quint32(i + 1), true).get());
             if (i == 0)
                 QVERIFY(waitUntil([&] { return tc->processed == 1; }, 10000));
         }
@@ -258,13 +191,11 @@ private slots:
 
     void deletedWhileRunningLeavesValidFiles()
     {
-        LavfiSource src("testsrc2=size=400x300:rate=25");
-        QVERIFY(src.isOpen());
-        auto* tc = new ffThumbCreator(nullptr, 15, src.width(), src.height(), src.format());
+        auto* tc = new ffThumbCreator(nullptr, 15, 400, 300, AV_PIX_FMT_BGR0);
         startCreator(*tc, dir().path());
-        tc->passFrameToThumbCreator(src.next());
+        tc->passFrameToThumbCreator(picture(400, 300, 0).get());
         QVERIFY(waitUntil([&] { return tc->processed == 1; }, 10000));
-        tc->passFrameToThumbCreator(src.next());
+        tc->passFrameToThumbCreator(picture(400, 300, 1).get());
         delete tc; // deleted before anyone asked it to finish
 
         const QString gifPath = dir().filePath("rec.mp4.gif");
@@ -279,11 +210,8 @@ private slots:
         const int w = 1920, h = 1080;
         auto* tc = new ffThumbCreator(nullptr, 15, w, h, AV_PIX_FMT_BGR0);
         startCreator(*tc, dir().path());
-        for (int i = 0; i < 6; ++i) {
-            AVFrame* f = noiseFrame(w, h, quint32(100 + i));
-            tc->passFrameToThumbCreator(f);
-            av_frame_free(&f);
-        }
+        for (int i = 0; i < 6; ++i)
+            tc->passFrameToThumbCreator(picture(w, h, quint32(100 + i), true).get());
         QVERIFY(waitUntil([&] { return tc->processed >= 1; }, 10000));
         delete tc;
         QVERIFY(endsWithTrailer(dir().filePath("rec.mp4.gif")));
@@ -291,15 +219,13 @@ private slots:
 
     void unwritableGifStillGivesJpeg()
     {
-        LavfiSource src("testsrc2=size=320x200:rate=25");
-        QVERIFY(src.isOpen());
-        ffThumbCreator tc(nullptr, 15, src.width(), src.height(), src.format());
+        ffThumbCreator tc(nullptr, 15, 320, 200, AV_PIX_FMT_BGR0);
         tc.gifName = "no/such/folder/rec.gif";
         tc.jpgName = "rec.jpg";
         tc.dir = dir().path();
         tc.start();
         QVERIFY(waitUntil([&] { return tc.running == 1; }, 5000));
-        tc.passFrameToThumbCreator(src.next());
+        tc.passFrameToThumbCreator(picture(320, 200, 0).get());
         QVERIFY(waitUntil([&] { return tc.processed == 1; }, 10000));
         tc.finish();
         QVERIFY(tc.wait(5000));
