@@ -1,10 +1,6 @@
 #pragma once
 
-// Shared pieces of the sound tests: how strong a tone is in decoded samples
-// (a Goertzel filter), the sound of encoded packets and of a finished file
-// (the latter decoded by the ffmpeg tool), a tone played into the sound
-// server by paplay, and modules loaded into the test's private sound server
-// by pactl.
+// Sound test helpers: tone strength (Goertzel), decoded sound, paplay tones and pactl modules.
 
 #include "FFmpegResources.h"
 #include "MediaParams.h"
@@ -21,8 +17,7 @@
 #include <cstdint>
 #include <vector>
 
-// Amplitude of the `frequency` component of `samples` (1.0 = full scale sine)
-// between the sample positions [from, to).
+// Amplitude of `frequency` in samples [from, to) (1.0 = full scale sine).
 inline double toneAmplitude(const std::vector<float>& samples, int rate, double frequency, size_t from = 0,
                             size_t to = SIZE_MAX)
 {
@@ -63,8 +58,7 @@ inline AudioParams recordingAudioOut()
     return out;
 }
 
-// The left channel of encoded packets as the library's own decoder gives it
-// (planar float, as the AAC decoder delivers), with the decoded format.
+// The left channel of encoded packets as the AAC decoder gives it (planar float).
 struct DecodedSound
 {
     std::vector<float> left;
@@ -96,8 +90,7 @@ inline DecodedSound decodePackets(const AVCodecParameters* stream, const std::ve
     return sound;
 }
 
-// The mixer and AAC encoder opened as a recording opens them, on an output
-// that only carries streams; its packets are kept.
+// The mixer and AAC encoder opened as a recording opens them; its packets are kept.
 struct MixerUnderTest
 {
     ffmpegAudioMixEnc mix;
@@ -109,7 +102,6 @@ struct MixerUnderTest
         AudioParams out = recordingAudioOut();
         return mix.addToOutput(output.get(), streamIndex, out) == 1 && mix.init_audio_filters(in, inputs, out) == 0;
     }
-    // Stops the encoder; the sound of every packet, the flushed ones included.
     DecodedSound finish()
     {
         if (!stopEncoder(&mix))
@@ -119,8 +111,7 @@ struct MixerUnderTest
     }
 };
 
-// The sound of a media file, down-mixed to mono at `rate`, as the ffmpeg tool
-// decodes it. Empty when the tool fails or reports an error.
+// A file's sound as mono at `rate`, decoded by ffmpeg; empty on any error.
 inline std::vector<float> decodeFileSound(const QString& path, int rate = 44100)
 {
     QProcess tool;
@@ -134,8 +125,7 @@ inline std::vector<float> decodeFileSound(const QString& path, int rate = 44100)
     return samples;
 }
 
-// Writes a 16-bit stereo WAV file holding a sine of `frequency` at half scale
-// (lavfi's sine has an amplitude of 1/8).
+// A 16-bit stereo WAV of a half-scale sine (lavfi's sine is 1/8, hence volume=4).
 inline bool writeToneWav(const QString& path, double frequency, double seconds)
 {
     return QProcess::execute("ffmpeg",
@@ -145,8 +135,7 @@ inline bool writeToneWav(const QString& path, double frequency, double seconds)
            == 0;
 }
 
-// Plays a WAV file into the sound server (the default sink unless named) for
-// as long as the object lives.
+// Plays a WAV file into a sink (the default unless named) while the object lives.
 class TonePlayer
 {
 public:

@@ -1,9 +1,6 @@
 #pragma once
 
-// Shared pieces of the recording tests: a receiver for encoded packets, the
-// orderly stop of a worker thread, an output that only carries streams, the
-// lavfi test sources, a session wired to an event log, and a database in a
-// folder of its own.
+// Recording test helpers: packet sink, worker stops, stream-only output, test sources, session events.
 
 #include "FFmpegResources.h"
 #include "MediaDatabase.h"
@@ -54,8 +51,7 @@ bool stopEncoder(Encoder* encoder, unsigned long ms = 10000)
     return encoder->wait(ms);
 }
 
-// An output context that only carries streams: the encoders open against it
-// as they do against the recording's file, with the same header flags.
+// An output that only carries streams, with the header flags of the recording's file.
 inline OutputFormatContextPtr streamOnlyOutput(const char* format = "mp4")
 {
     AVFormatContext* ctx = nullptr;
@@ -89,8 +85,7 @@ public:
         return false;
     }
 
-    // Starts the session, runs `during` once it has started, stops it and
-    // waits for its end; the events seen ("no start" or "no end" on a hang).
+    // Runs the session with `during` once started; the events seen ("no start"/"no end" on a hang).
     QStringList run(ffmpegMux& session, const std::function<void()>& during)
     {
         session.start();

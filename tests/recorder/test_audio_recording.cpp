@@ -113,8 +113,7 @@ void TestAudioRecording::recordsBothTones()
     QCOMPARE(audio, QString("aac,44100,2"));
     const Tones t = measureTones(path);
     // The sources play at 0.35 and 0.5; a mix of two scales each by 1/sqrt(2).
-    // Measured over the whole recording at once, so gaps or a wavering pitch
-    // would weaken them.
+    // Measured over the whole recording at once, so gaps or a wavering pitch would weaken them.
     QVERIFY2(qAbs(t.mic - 0.25) < 0.03 && t.mic > 100 * t.off, qPrintable(describe(t)));
     QVERIFY2(qAbs(t.system - 0.354) < 0.04 && t.system > 100 * t.off, qPrintable(describe(t)));
 }
@@ -197,8 +196,7 @@ void TestAudioRecording::silentSourceEndsAtWatchdogsSecondCheck()
 {
     ffmpegMux coder;
     SessionEvents session(coder);
-    // Without system sound the microphone is the mixer's only input, and it
-    // delivers for one second only.
+    // Without system sound the microphone is the mixer's only input, and it delivers for one second only.
     coder.disableSys = true;
     coder.setInputOutput(kTestVideo, "lavfi:sine=frequency=440:duration=1", "quiet.mp4", 0, library.dir.path(), 0);
     coder.setCaptureParams(0, 0, 640, 360);

@@ -39,8 +39,7 @@ void TestAudioSources::initTestCase()
 
 void TestAudioSources::capturesSourceShapes_data()
 {
-    // A sine source (440 Hz) is captured itself; a null sink's monitor carries
-    // the tone (1000 Hz) played into the sink.
+    // A sine source (440 Hz) is captured itself; a null sink's monitor carries the tone (1000 Hz) played into the sink.
     QTest::addColumn<QStringList>("arguments");
     QTest::addColumn<int>("channels");
     QTest::addColumn<int>("rate");
@@ -117,8 +116,7 @@ void TestAudioSources::endedInputEndsMicrophoneThread()
 void TestAudioSources::removedSinkEndsSystemSoundThread()
 {
     // System sound follows the default sink of the moment it opens; when that
-    // sink goes away the thread ends quietly instead of recording whatever
-    // the server would move its stream to.
+    // sink goes away the thread ends quietly instead of recording whatever the server would move its stream to.
     auto speakers = std::make_unique<PulseModule>("module-null-sink", QStringList{"sink_name=t_headset"});
     QVERIFY(speakers->loaded());
     QCOMPARE(QProcess::execute("pactl", {"set-default-sink", "t_headset"}), 0);

@@ -280,8 +280,7 @@ void TestAudioWorkers::systemSoundReadsMonitor()
     QCOMPARE(params.sampleRate, 44100);
     QCOMPARE(params.timeBase.den, 44100);
 
-    // Blocks go out as input 1, only with `go`; muted or at level 0 they keep
-    // coming, as zeros.
+    // Blocks go out as input 1, only with `go`; muted or at level 0 they keep coming, as zeros.
     int frames = 0;
     int silentFrames = 0;
     QObject receiver;

@@ -27,8 +27,7 @@ private slots:
     void silentMicrophoneEndsAfterSourceWait();
 
 private:
-    // One library for the whole run: the session threads' connections, kept
-    // by thread, then all point at the same file.
+    // One library for the whole run: the session threads' connections, kept by thread, then all point at the same file.
     TestLibrary library;
 };
 

@@ -1,5 +1,4 @@
-// The animated GIF writer on known pictures, read back by Qt's GIF decoder
-// and by the bytes of its blocks.
+// The animated GIF writer on known pictures, read back by Qt's GIF decoder and by the bytes of its blocks.
 
 #include "gifWriter.h"
 
@@ -97,8 +96,7 @@ private slots:
         QFile file(path);
         QVERIFY(file.open(QIODevice::ReadOnly));
         const QByteArray bytes = file.readAll();
-        // Header: signature, size, 2-entry global table, then the endless loop
-        // extension.
+        // Header: signature, size, 2-entry global table, then the endless loop extension.
         QVERIFY(bytes.startsWith("GIF89a"));
         QCOMPARE(bytes.mid(6, 5), QByteArray("\x40\x00\x30\x00\xF0", 5));
         QCOMPARE(bytes.mid(13, 6), QByteArray(6, '\0'));
@@ -177,8 +175,7 @@ private slots:
         QCOMPARE(images[0].pixel(55, 35), qRgb(250, 250, 250));
         QCOMPARE(images[3], images[1]);
 
-        // A frame equal to the one before is all transparent: little more than its
-        // colour table.
+        // A frame equal to the one before is all transparent: little more than its colour table.
         const QString two = dir.filePath("two.gif");
         QCOMPARE(writeGif(two, w, h, {first, second}), QString());
         const qint64 perFrame = (QFileInfo(path).size() - QFileInfo(two).size()) / 2;

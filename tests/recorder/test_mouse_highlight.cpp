@@ -1,6 +1,5 @@
 // The pointer highlight without a screen: the frame-by-frame rules that turn
-// pointer metadata into highlight boxes, and the painting of those boxes onto
-// packed RGB pictures.
+// pointer metadata into highlight boxes, and the painting of those boxes onto packed RGB pictures.
 
 #include "FFmpegResources.h"
 #include "HighlightPainter.h"
@@ -43,6 +42,14 @@ Boxes step(MouseHighlight& highlight, int x, int y, int state)
 }
 
 const Boxes kNone;
+
+// One frame's pointer and the boxes it must give.
+struct Step
+{
+    int x, y, state;
+    Boxes boxes;
+};
+using Steps = QList<Step>;
 Boxes plain(int x, int y)
 {
     return {QRect(x, y, 24, 0)};
@@ -65,8 +72,7 @@ FramePtr blackFrame(AVPixelFormat format)
     frame->height = 100;
     if (av_frame_get_buffer(frame.get(), 0) < 0)
         return nullptr;
-    for (int y = 0; y < 100; ++y)
-        memset(frame->data[0] + y * frame->linesize[0], 0, size_t(frame->linesize[0]));
+    memset(frame->data[0], 0, size_t(frame->linesize[0]) * 100);
     return frame;
 }
 
@@ -88,73 +94,51 @@ QColor bgr0At(const AVFrame* frame, int x, int y)
 }
 } // namespace
 
+Q_DECLARE_METATYPE(Steps)
+
 class TestMouseHighlight : public QObject
 {
     Q_OBJECT
 
 private slots:
-    void restingPointerFadesAfterTwelveFrames();
-    void clickShowsPressedStateThenGrowingRing();
-    void pointerOutsideThePictureGetsNothing();
-    void hotSpotBitShiftsTheCircle();
+    void pointerRules_data();
+    void pointerRules();
     void paintsHalfYellowDiscAndHollowRing();
     void paintsOnlyItsOwnCopyOfASharedFrame();
     void leavesOtherFormatsAlone();
 };
 
-void TestMouseHighlight::restingPointerFadesAfterTwelveFrames()
+void TestMouseHighlight::pointerRules_data()
 {
-    MouseHighlight highlight;
-    highlight.reset();
-    for (int i = 0; i < MouseHighlight::kIdleFrames; ++i)
-        QCOMPARE(step(highlight, 100, 50, 0), plain(100, 50));
-    QCOMPARE(step(highlight, 100, 50, 0), kNone);
-    QCOMPARE(step(highlight, 100, 50, 0), kNone);
-    // Moving brings it back at the new place.
-    QCOMPARE(step(highlight, 101, 50, 0), plain(101, 50));
-    QCOMPARE(step(highlight, 101, 60, 0), plain(101, 60));
+    QTest::addColumn<Steps>("steps");
+    const Steps rest(MouseHighlight::kIdleFrames, {100, 50, 0, plain(100, 50)});
+    QTest::newRow("resting pointer fades, moving brings it back") << rest
+                                                                         + Steps{{100, 50, 0, kNone},
+                                                                                 {100, 50, 0, kNone},
+                                                                                 {101, 50, 0, plain(101, 50)},
+                                                                                 {101, 60, 0, plain(101, 60)}};
+    // The right button counts as much as the left; released while moving on, the ring stays where the click was.
+    Steps click = rest + Steps{{100, 50, 0, kNone}, {100, 50, 2, pressed(100, 50)}, {100, 50, 1, pressed(100, 50)}};
+    for (int w = 32; w <= 42; w += 2)
+        click << Step{110, 55, 0, ring(100, 50, w)};
+    QTest::newRow("click shows pressed state then growing ring") << click + Steps{{110, 55, 0, plain(110, 55)}};
+    // Back inside on the last row and column; a press outside leaves no ring behind.
+    QTest::newRow("pointer outside the picture")
+        << Steps{{-5, 20, 0, kNone},  {20, -1, 1, kNone},          {320, 20, 0, kNone},
+                 {20, 240, 0, kNone}, {INT_MIN, 0, 0, kNone},      {319, 239, 0, plain(319, 239)},
+                 {400, 20, 1, kNone}, {300, 20, 0, plain(300, 20)}};
+    QTest::newRow("hot spot bit shifts the circle")
+        << Steps{{100, 50, 4, plain(110, 60)}, {100, 50, 4 | 1, pressed(110, 60)}, {100, 50, 4, ring(110, 60, 32)}};
 }
 
-void TestMouseHighlight::clickShowsPressedStateThenGrowingRing()
+void TestMouseHighlight::pointerRules()
 {
+    QFETCH(Steps, steps);
     MouseHighlight highlight;
     highlight.reset();
-    for (int i = 0; i < 20; ++i)
-        step(highlight, 100, 50, 0);
-    QCOMPARE(step(highlight, 100, 50, 0), kNone);
-    // A click on the resting pointer: the right button counts as much as the left.
-    QCOMPARE(step(highlight, 100, 50, 2), pressed(100, 50));
-    QCOMPARE(step(highlight, 100, 50, 1), pressed(100, 50));
-    // Released while moving on: the ring stays where the click was.
-    QCOMPARE(step(highlight, 110, 55, 0), ring(100, 50, 32));
-    for (int w = 34; w <= 42; w += 2)
-        QCOMPARE(step(highlight, 110, 55, 0), ring(100, 50, w));
-    QCOMPARE(step(highlight, 110, 55, 0), plain(110, 55));
-}
-
-void TestMouseHighlight::pointerOutsideThePictureGetsNothing()
-{
-    MouseHighlight highlight;
-    highlight.reset();
-    QCOMPARE(step(highlight, -5, 20, 0), kNone);
-    QCOMPARE(step(highlight, 20, -1, 1), kNone);
-    QCOMPARE(step(highlight, 320, 20, 0), kNone);
-    QCOMPARE(step(highlight, 20, 240, 0), kNone);
-    QCOMPARE(step(highlight, INT_MIN, 0, 0), kNone);
-    // Back inside, on the last row and column.
-    QCOMPARE(step(highlight, 319, 239, 0), plain(319, 239));
-    // A press outside leaves no ring behind.
-    QCOMPARE(step(highlight, 400, 20, 1), kNone);
-    QCOMPARE(step(highlight, 300, 20, 0), plain(300, 20));
-}
-
-void TestMouseHighlight::hotSpotBitShiftsTheCircle()
-{
-    MouseHighlight highlight;
-    highlight.reset();
-    QCOMPARE(step(highlight, 100, 50, 4), plain(110, 60));
-    QCOMPARE(step(highlight, 100, 50, 4 | 1), pressed(110, 60));
-    QCOMPARE(step(highlight, 100, 50, 4), ring(110, 60, 32));
+    for (int i = 0; i < steps.size(); ++i)
+        QVERIFY2(step(highlight, steps[i].x, steps[i].y, steps[i].state) == steps[i].boxes,
+                 qPrintable(QString("step %1").arg(i)));
 }
 
 void TestMouseHighlight::paintsHalfYellowDiscAndHollowRing()

@@ -9,8 +9,7 @@
 #include <QtTest>
 
 namespace {
-// A fragmented MP4 as the recorder writes it: H.264 plus AAC, index in the
-// fragments.
+// A fragmented MP4 as the recorder writes it: H.264 plus AAC, index in the fragments.
 bool makeRecording(const QString& path, const QStringList& extra = {}, const QString& size = "320x240")
 {
     return QProcess::execute("ffmpeg", QStringList{"-v", "error", "-y", "-f", "lavfi", "-i",

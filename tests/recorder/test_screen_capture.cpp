@@ -34,8 +34,7 @@ bool movePointer(QPoint p)
 }
 
 // Highlight yellow over a dark background; `margin` is how far red and green
-// must stand above blue (smaller for the thin ring, which the encoder's
-// half-size colour planes wash out).
+// must stand above blue (smaller for the thin ring, which the encoder's half-size colour planes wash out).
 bool yellowish(QRgb c, int margin = 50)
 {
     return qRed(c) - qBlue(c) > margin && qGreen(c) - qBlue(c) > margin && qAbs(qRed(c) - qGreen(c)) < 50;
@@ -62,36 +61,17 @@ QList<QImage> decodeFrames(const QString& path, const QString& filter, const QSt
     return frames;
 }
 
-// Samples on the four axes at distance d from c.
-QList<QRgb> axisSamples(const QImage& image, QPoint c, int d)
+// How many of the four axes from c show yellow somewhere at a distance in [from, to].
+int yellowAxes(const QImage& image, QPoint c, int from, int to, int margin)
 {
-    return {image.pixel(c + QPoint(d, 0)), image.pixel(c - QPoint(d, 0)), image.pixel(c + QPoint(0, d)),
-            image.pixel(c - QPoint(0, d))};
-}
-
-// The filled circle: yellow all around the pointer, clear of the cursor's own
-// picture in the middle.
-bool showsDisc(const QImage& image, QPoint c)
-{
-    const QList<QRgb> samples = axisSamples(image, c, 18);
-    return std::all_of(samples.begin(), samples.end(), [](QRgb s) { return yellowish(s); });
-}
-
-// The ring after a click: nothing near the pointer, yellow on every axis at
-// a distance of 30 to 44.
-bool showsRingOnly(const QImage& image, QPoint c)
-{
-    const QList<QRgb> inner = axisSamples(image, c, 18);
-    if (std::any_of(inner.begin(), inner.end(), [](QRgb s) { return yellowish(s, 30); }))
-        return false;
-    for (int axis = 0; axis < 4; ++axis) {
+    int axes = 0;
+    for (const QPoint step : {QPoint(1, 0), QPoint(-1, 0), QPoint(0, 1), QPoint(0, -1)}) {
         bool hit = false;
-        for (int d = 30; d <= 44 && !hit; ++d)
-            hit = yellowish(axisSamples(image, c, d)[axis], 30);
-        if (!hit)
-            return false;
+        for (int d = from; d <= to && !hit; ++d)
+            hit = yellowish(image.pixel(c + step * d), margin);
+        axes += hit ? 1 : 0;
     }
-    return true;
+    return axes;
 }
 
 bool showsNoHighlight(const QImage& image)
@@ -205,8 +185,7 @@ void TestScreenCapture::recordsRegionWithHighlightAndPreviews()
 {
     // The region takes in the lower right of the player at the top left, with
     // its noise and moving line; the pointer goes to an empty, black part of
-    // the root window inside it, clear of any larger player another test may
-    // show at the top left.
+    // the root window inside it, clear of any larger player another test may show at the top left.
     const QRect region(400, 300, 960, 540);
     const QPoint pointer(1310, 790);
     if (screen.width() < region.right() + 1 || screen.height() < region.bottom() + 1)
@@ -251,10 +230,12 @@ void TestScreenCapture::recordsRegionWithHighlightAndPreviews()
     const QPoint centre(50, 50);
     int discs = 0, rings = 0, firstDisc = -1, firstRing = -1;
     for (int i = 0; i < frames.size(); ++i) {
-        if (showsDisc(frames[i], centre)) {
+        // The disc fills all around the pointer, clear of the cursor's own picture; the ring leaves the
+        // pointer clear and is yellow at 30 to 44 on every axis.
+        if (yellowAxes(frames[i], centre, 18, 18, 50) == 4) {
             ++discs;
             firstDisc = firstDisc < 0 ? i : firstDisc;
-        } else if (showsRingOnly(frames[i], centre)) {
+        } else if (yellowAxes(frames[i], centre, 18, 18, 30) == 0 && yellowAxes(frames[i], centre, 30, 44, 30) == 4) {
             ++rings;
             firstRing = firstRing < 0 ? i : firstRing;
         }

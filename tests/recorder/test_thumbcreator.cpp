@@ -48,8 +48,7 @@ bool endsWithTrailer(const QString& path)
     return f.open(QIODevice::ReadOnly) && f.size() > 0 && f.readAll().endsWith(';');
 }
 
-// Frames of a GIF as Qt's decoder reads them; -1 when the file does not end
-// with its trailer.
+// Frames of a GIF as Qt's decoder reads them; -1 when the file does not end with its trailer.
 int gifFrames(const QString& path)
 {
     if (!endsWithTrailer(path))

@@ -45,8 +45,7 @@ void TestVCodecTest::rowsOnThisMachine()
     QVERIFY(test.wait(60000));
 
     // The platform's own encoder does not exist here, so neither of its rows
-    // opens; the software encoder opens at the screen's size and so is not
-    // tried again at 1080p.
+    // opens; the software encoder opens at the screen's size and so is not tried again at 1080p.
     QStringList rows;
     for (const auto& row : test.codecs)
         rows << rowText(row);
@@ -62,8 +61,7 @@ void TestVCodecTest::rowsOnThisMachine()
 
 void TestVCodecTest::tooLargeDisplayFallsBackTo1080()
 {
-    // No encoder takes a picture this large; the retry at 1920x1080 works, and
-    // rows are tested again from scratch.
+    // No encoder takes a picture this large; the retry at 1920x1080 works, and rows are tested again from scratch.
     QVERIFY(!ffmpegVCodecTest::testCodec("libx264", 20000, 20000, false));
     QVERIFY(ffmpegVCodecTest::testCodec("libx264", 1920, 1080, false));
     QVERIFY(!ffmpegVCodecTest::testCodec("orlune_no_such_encoder", 640, 360, false));

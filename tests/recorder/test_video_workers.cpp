@@ -1,6 +1,5 @@
 // The video capture and encoder threads driven directly: a lavfi test
-// picture through the filter graph into libx264, the queue limit between the
-// two, and the X display input.
+// picture through the filter graph into libx264, the queue limit between the two, and the X display input.
 
 #include "RecorderTestSupport.h"
 #include "ffmpegVideoCap.h"
@@ -14,8 +13,7 @@ namespace {
 const char* const kTestPicture = "lavfi:testsrc2=size=320x240:rate=25";
 constexpr AVRational kOutputTimeBase{1, 12800};
 
-// The capture opened on the test picture, and an encoder set up for it the way
-// a recording sets them up.
+// The capture opened on the test picture, and an encoder set up for it the way a recording sets them up.
 struct VideoChain
 {
     ffmpegVideoCap cap;
