@@ -50,18 +50,9 @@ struct Step
     Boxes boxes;
 };
 using Steps = QList<Step>;
-Boxes plain(int x, int y)
-{
-    return {QRect(x, y, 24, 0)};
-}
-Boxes pressed(int x, int y)
-{
-    return {QRect(x, y, 28, 0), QRect(x, y, 34, 2)};
-}
-Boxes ring(int x, int y, int w)
-{
-    return {QRect(x, y, w, 2)};
-}
+const auto plain = [](int x, int y) { return Boxes{QRect(x, y, 24, 0)}; };
+const auto pressed = [](int x, int y) { return Boxes{QRect(x, y, 28, 0), QRect(x, y, 34, 2)}; };
+const auto ring = [](int x, int y, int w) { return Boxes{QRect(x, y, w, 2)}; };
 
 // A black picture of 100x100 in the given format.
 FramePtr blackFrame(AVPixelFormat format)
