@@ -62,46 +62,36 @@ private slots:
         const QString slow = "This PC is not fast enought to record in 4K.";
         const QString memory = "Not enought RAM to use 4K recording.";
         const QString old = "CPU is too old or unknown for 4K recording, type: ";
-        const auto add = [](const char* name, const std::function<void(Recording4KInputs&)>& change,
-                            const QString& reason = {}) {
+        const auto add = [](const char* name, const QString& reason,
+                            const std::function<void(Recording4KInputs&)>& change) {
             Recording4KInputs in = capableMachine();
             change(in);
             QTest::newRow(name) << in << reason;
         };
-        add("capable", [](auto&) {});
-        add(
-            "failed before", [](auto& in) { in.recording4kFails = true; }, slow);
-        add(
-            "failed before beats all",
-            [](auto& in) { in.recording4kFails = true, in.desktop = QSize(800, 600), in.idealThreadCount = 1; }, slow);
-        add(
-            "1920x1200", [](auto& in) { in.desktop = QSize(1920, 1200); }, "This Display is smaller than 4K.");
-        add("1921 wide", [](auto& in) { in.desktop = QSize(1921, 1080); });
-        add("1201 high", [](auto& in) { in.desktop = QSize(1280, 1201); });
-        add(
-            "3 threads", [](auto& in) { in.idealThreadCount = 3; }, "CPU is not fast enought to record in 4K.");
-        add(
-            "little free memory", [](auto& in) { in.availableMemory = 0xFFFFF; }, memory);
-        add(
-            "little memory", [](auto& in) { in.totalMemory = 0x1FFFFF; }, memory);
-        add(
-            "Intel model 41", [](auto& in) { in.cpuModel = 41; }, old + "GenuineIntel, family: 0x06, model: 0x29");
-        add("Intel model 0x9e", [](auto& in) { in.cpuModel = 0x9e; });
-        add(
-            "Intel family 15", [](auto& in) { in.cpuFamily = 15, in.cpuModel = 0x9e; },
-            old + "GenuineIntel, family: 0x0f, model: 0x9e");
+        add("capable", {}, [](auto&) {});
+        add("failed before", slow, [](auto& in) { in.recording4kFails = true; });
+        add("failed before beats all", slow,
+            [](auto& in) { in.recording4kFails = true, in.desktop = QSize(800, 600), in.idealThreadCount = 1; });
+        add("1920x1200", "This Display is smaller than 4K.", [](auto& in) { in.desktop = QSize(1920, 1200); });
+        add("1921 wide", {}, [](auto& in) { in.desktop = QSize(1921, 1080); });
+        add("1201 high", {}, [](auto& in) { in.desktop = QSize(1280, 1201); });
+        add("3 threads", "CPU is not fast enought to record in 4K.", [](auto& in) { in.idealThreadCount = 3; });
+        add("little free memory", memory, [](auto& in) { in.availableMemory = 0xFFFFF; });
+        add("little memory", memory, [](auto& in) { in.totalMemory = 0x1FFFFF; });
+        add("Intel model 41", old + "GenuineIntel, family: 0x06, model: 0x29", [](auto& in) { in.cpuModel = 41; });
+        add("Intel model 0x9e", {}, [](auto& in) { in.cpuModel = 0x9e; });
+        add("Intel family 15", old + "GenuineIntel, family: 0x0f, model: 0x9e",
+            [](auto& in) { in.cpuFamily = 15, in.cpuModel = 0x9e; });
         const auto amd = [](Recording4KInputs& in, int family) {
             in.cpuVendor = "AuthenticAMD";
             in.cpuFamily = family;
             in.cpuModel = 1;
         };
-        add(
-            "AMD family 20", [&](auto& in) { amd(in, 20); }, old + "AuthenticAMD, family: 0x14, model: 0x01");
-        add("AMD family 21", [&](auto& in) { amd(in, 21); });
-        add("other vendor", [](auto& in) { in.cpuVendor = "HygonGenuine", in.cpuFamily = 1; });
-        add(
-            "last refusal names the reason", [](auto& in) { in.idealThreadCount = 2, in.cpuModel = 30; },
-            old + "GenuineIntel, family: 0x06, model: 0x1e");
+        add("AMD family 20", old + "AuthenticAMD, family: 0x14, model: 0x01", [&](auto& in) { amd(in, 20); });
+        add("AMD family 21", {}, [&](auto& in) { amd(in, 21); });
+        add("other vendor", {}, [](auto& in) { in.cpuVendor = "HygonGenuine", in.cpuFamily = 1; });
+        add("last refusal names the reason", old + "GenuineIntel, family: 0x06, model: 0x1e",
+            [](auto& in) { in.idealThreadCount = 2, in.cpuModel = 30; });
     }
 
     void decision4K()

@@ -17,12 +17,7 @@
 #include "UploadQuestions.h"
 #include "UploadQueue.h"
 
-#include <QCoreApplication>
-#include <QDir>
-#include <QFile>
-#include <QSignalSpy>
 #include <QSqlQuery>
-#include <QTemporaryDir>
 #include <QtTest>
 #include <memory>
 
@@ -197,12 +192,10 @@ public:
 
     // ---- checks -----------------------------------------------------------
 
-    QString databaseFile() const
+    QStringList rows(const QString& statement) const
     {
-        return SettingsManager::instance()->readSettingStr("settings_path") + "/orlune.sqlite";
+        return sqliteRowsOf(SettingsManager::instance()->readSettingStr("settings_path") + "/orlune.sqlite", statement);
     }
-
-    QStringList rows(const QString& statement) const { return sqliteRowsOf(databaseFile(), statement); }
 
     // file_uploaded|file_preview_uploaded|file_finalized|file_size|file_toupload of one file.
     QString fileState(quint32 id) const

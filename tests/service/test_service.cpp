@@ -34,20 +34,16 @@ private:
     ServiceProcess::Reply upload(quint32 fileId, const QByteArray& bytes, qint64 startPos, qint64 fullSize,
                                  bool finalized, const QString& previewExt = {}, const QByteArray& md5Override = {})
     {
-        QUrlQuery q;
-        q.addQueryItem("file_name", "rec.mp4");
-        q.addQueryItem("file_pseudoname", "My recording");
-        q.addQueryItem("file_id", QString::number(fileId));
-        q.addQueryItem("segment_id", "0");
-        q.addQueryItem("file_preview_ext", previewExt);
-        q.addQueryItem("finalized", finalized ? "1" : "0");
-        q.addQueryItem("start_pos", QString::number(startPos));
-        q.addQueryItem("length", QString::number(bytes.size()));
-        q.addQueryItem("fullsize", QString::number(fullSize));
-        q.addQueryItem("file_segments_count", "0");
-        q.addQueryItem("bits", "64");
-        q.addQueryItem("os", "win");
-        q.addQueryItem("md5val", QString::fromLatin1(md5Override.isEmpty() ? md5(bytes) : md5Override));
+        QUrlQuery q(QString("file_name=rec.mp4&file_pseudoname=My%20recording&file_id=%1&segment_id=0"
+                            "&file_preview_ext=%2&finalized=%3&start_pos=%4&length=%5&fullsize=%6"
+                            "&file_segments_count=0&bits=64&os=win&md5val=%7")
+                        .arg(fileId)
+                        .arg(previewExt)
+                        .arg(finalized ? 1 : 0)
+                        .arg(startPos)
+                        .arg(bytes.size())
+                        .arg(fullSize)
+                        .arg(QString::fromLatin1(md5Override.isEmpty() ? md5(bytes) : md5Override)));
         for (const auto& item : ServiceProcess::credentials(alice).queryItems(QUrl::FullyEncoded))
             q.addQueryItem(item.first, item.second);
         q.addQueryItem("upload_key", uploadKey);
@@ -57,13 +53,15 @@ private:
     // Uploads a whole file in one finalized range and returns its short link path.
     QString uploadComplete(quint32 fileId, const QByteArray& data)
     {
-        const auto r = upload(fileId, data, 0, data.size(), true);
-        if (!r.has("X-KVD-Uploaded"))
-            return {};
-        QUrlQuery q;
-        q.addQueryItem("file_id", QString::number(fileId));
-        return QUrl(service->api("get_short_url", alice, q).value("short_url")).path();
+        return upload(fileId, data, 0, data.size(), true).has("X-KVD-Uploaded") ? shortLink(fileId) : QString();
     }
+
+    QString shortLink(quint32 fileId)
+    {
+        return QUrl(service->api("get_short_url", alice, fileQuery(fileId)).value("short_url")).path();
+    }
+
+    static QUrlQuery fileQuery(quint32 fileId) { return QUrlQuery("file_id=" + QString::number(fileId)); }
 
     void arm(const QString& query) { QVERIFY2(service->arm(query), qPrintable(query)); }
 
@@ -144,9 +142,7 @@ private slots:
         r = upload(fileId, preview, 0, preview.size(), false, "jpg", md5("other"));
         QCOMPARE(r.status, 400);
 
-        QUrlQuery q;
-        q.addQueryItem("file_id", QString::number(fileId));
-        const QString link = QUrl(service->api("get_short_url", alice, q).value("short_url")).path();
+        const QString link = shortLink(fileId);
         QVERIFY(link.startsWith("/s/"));
         r = service->get(link);
         QCOMPARE(r.status, 200);
@@ -162,17 +158,13 @@ private slots:
         r = service->get(link + "/preview");
         QVERIFY(r.body == preview);
 
-        const QJsonArray files = service->files();
-        const auto stored = std::find_if(files.begin(), files.end(), [&](const QJsonValue& v) {
-            return v.toObject().value("file_id").toDouble() == fileId;
-        });
-        QVERIFY(stored != files.end());
-        QCOMPARE(stored->toObject().value("md5").toString().toLatin1(), md5(data));
-        QCOMPARE(stored->toObject().value("preview_md5").toString().toLatin1(), md5(preview));
-        QCOMPARE(stored->toObject().value("size").toDouble(), 2500000.0);
+        const QJsonObject stored = service->file(fileId);
+        QCOMPARE(stored.value("md5").toString().toLatin1(), md5(data));
+        QCOMPARE(stored.value("preview_md5").toString().toLatin1(), md5(preview));
+        QCOMPARE(stored.value("size").toDouble(), 2500000.0);
 
         // The journal shows the requests as they came, user agent included.
-        const QJsonArray journal = QJsonDocument::fromJson(service->get("/admin/requests").body).array();
+        const QJsonArray journal = service->requests();
         QVERIFY(std::any_of(journal.begin(), journal.end(), [](const QJsonValue& v) {
             return v.toObject().value("target").toString().contains("md5val=")
                    && v.toObject().value("user_agent").toString() == "KVD Uploader/" ORLUNE_VERSION;
@@ -309,15 +301,12 @@ private slots:
         const quint32 fileId = 3300000001u;
         const QString link = uploadComplete(fileId, randomBytes(4000, 12));
         QCOMPARE(service->get(link).status, 200);
-        QUrlQuery q;
-        q.addQueryItem("file_id", QString::number(fileId));
-        QCOMPARE(service->api("delete_file", alice, q).value("result"), QString("OK"));
+        QCOMPARE(service->api("delete_file", alice, fileQuery(fileId)).value("result"), QString("OK"));
         QCOMPARE(service->get(link).status, 404);
-        for (const auto& v : service->files())
-            QVERIFY(v.toObject().value("file_id").toDouble() != fileId);
+        QVERIFY(service->file(fileId).isEmpty());
         QVERIFY(!QFile::exists(dataDir.filePath("files/alice/3300000001.media")));
         // Asking again: nothing there, and the program may drop its request.
-        const auto again = service->api("delete_file", alice, q);
+        const auto again = service->api("delete_file", alice, fileQuery(fileId));
         QCOMPARE(again.value("result"), QString("ERROR"));
         QCOMPARE(again.value("force"), QString("1"));
     }

@@ -114,7 +114,6 @@ private slots:
 
     void killedOwnerLeavesNoStaleLock()
     {
-        QString socketName;
         {
             Listener first;
             QVERIFY(first.waitForLine("listening"));
