@@ -1,7 +1,5 @@
-// The uploader's normal road against the reference service: who the user is,
-// which server to use, every range of a file in order, the preview, the short
-// link; a file that grows while it goes up; a run that is cut off and resumed;
-// the service away at start.
+// The uploader's normal road against the reference service, a file that grows
+// while it goes up, a run cut off and resumed, and the service away at start.
 #include "UploadTestSupport.h"
 #include "Version.h"
 

@@ -1,7 +1,5 @@
-// The pieces of the uploader that need no service (the service itself checks
-// the request signature): fresh credentials,
-// the values of the service API's query parameters, the reading of XML
-// answers and the 1 MiB segment grid.
+// The uploader's pieces that need no service: credentials, API query values,
+// XML answers and the 1 MiB segment grid.
 #include "SegmentGrid.h"
 #include "ServiceQuery.h"
 #include "ServiceReply.h"

@@ -1,7 +1,5 @@
-// The table functions against a real file: rows entered with the sqlite3 tool
-// are read back through the functions, and what they write is read back with
-// the tool, so that a column taken from the wrong place shows. And one
-// connection per thread, all on the same file.
+// The table functions against a real file, cross-checked with the sqlite3 tool
+// so that a column taken from the wrong place shows; one connection per thread.
 #include "DeletionQueueTable.h"
 #include "FilesTable.h"
 #include "MediaDatabase.h"
@@ -67,8 +65,7 @@ QString fileRow(const QString& uploaded, const QString& finalized)
         .arg(uploaded, finalized);
 }
 
-// The work of one thread: take its connection and insert one segment row.
-// The connection's name, or what failed.
+// One thread's work: insert a segment row; gives the connection's name or what failed.
 QString insertSegment(int fileId)
 {
     QSqlDatabase db = connectionForCurrentThread();

@@ -1,6 +1,5 @@
-// The library file checked from outside with sqlite3: the version chain,
-// damaged and foreign files with the removal question, and a folder that
-// cannot hold the database.
+// The library file checked from outside with sqlite3: the version chain, damaged
+// and foreign files, and a folder that cannot hold the database.
 #include "DatabaseDialogs.h"
 #include "LogCapture.h"
 #include "MediaDatabase.h"

@@ -30,7 +30,6 @@ class TestService : public QObject
     Q_OBJECT
 
 private:
-    // One range as the program's uploader sends it.
     ServiceProcess::Reply upload(quint32 fileId, const QByteArray& bytes, qint64 startPos, qint64 fullSize,
                                  bool finalized, const QString& previewExt = {}, const QByteArray& md5Override = {})
     {
@@ -78,29 +77,22 @@ private slots:
         service = std::make_unique<ServiceProcess>(dataDir.path());
         QString output;
         alice = service->createAccount("alice", &output);
-        QCOMPARE(alice.login, QString("alice"));
         QCOMPARE(alice.token.size(), 40);
-        QVERIFY(!alice.salt.isEmpty());
         // A login is handed out once; the failed second attempt prints nothing on stdout.
         QVERIFY(service->createAccount("alice", &output).login.isEmpty());
         QVERIFY(output.isEmpty());
         QVERIFY(service->start());
 
         const auto reply = service->api("get_upload_url", alice);
-        QCOMPARE(reply.value("result"), QString("OK"));
         const QUrl uploadUrl(reply.value("upload_url"));
         QCOMPARE(uploadUrl.host(), QString("127.0.0.1"));
         uploadPath = uploadUrl.path();
         uploadKey = reply.value("upload_key");
-        QVERIFY(!uploadKey.isEmpty());
     }
 
     void getUserChecksTheSignature()
     {
-        ServiceProcess::Reply raw;
-        auto reply = service->api("get_user", alice, {}, &raw);
-        QCOMPARE(raw.status, 200);
-        QCOMPARE(reply.value("result"), QString("OK"));
+        auto reply = service->api("get_user", alice);
         QCOMPARE(reply.value("name"), QString("alice"));
 
         ServiceProcess::Account wrongSalt = alice;
@@ -135,7 +127,6 @@ private slots:
         }
         const QByteArray preview = randomBytes(5000, 8);
         auto r = upload(fileId, preview, 0, preview.size(), false, "jpg");
-        QCOMPARE(r.status, 200);
         QVERIFY(r.has("X-KVD-Uploaded"));
 
         // A body that does not match its MD5 is refused and changes nothing.
@@ -171,112 +162,17 @@ private slots:
         }));
     }
 
-    void rangeAtTheWrongPlaceIsAPositionMismatch()
+    // The fault switches and the server change are exercised end to end by the
+    // cloud tests; what they do not reach is the action filter's bookkeeping and
+    // the refusal of unknown or misplaced switches.
+    void faultFiltersAndRefusals()
     {
-        const QByteArray data = randomBytes(3000, 9);
-        const quint32 fileId = 3000000002u;
-        QCOMPARE(upload(fileId, data.left(1000), 0, 1000, false).status, 200);
-        auto r = upload(fileId, data.mid(2000), 2000, 3000, true);
-        QCOMPARE(r.status, 416);
-        QCOMPARE(r.phrase, QByteArray("Uploaded position mismatch"));
-        QVERIFY(!r.has("X-KVD-FileAction"));
-        QVERIFY(!r.header("X-KVD-SrvID").isEmpty());
-        // The program then sends the file again from the start.
-        r = upload(fileId, data, 0, data.size(), true);
-        QCOMPARE(r.status, 200);
-        QVERIFY(r.has("X-KVD-Uploaded"));
-    }
-
-    void faultSwitches_data()
-    {
-        QTest::addColumn<QString>("fault");
-        QTest::addColumn<bool>("onUpload");
-        QTest::addColumn<int>("status");
-        QTest::addColumn<QByteArray>("header"); // "Name: value", or "-Name" for absent
-        QTest::addColumn<QString>("message");   // expected XML message of an API fault
-
-        QTest::newRow("416 without action")
-            << "name=upload_416" << true << 416 << QByteArray("-X-KVD-FileAction") << "";
-        QTest::newRow("416 with action") << "name=upload_416_action&action=2" << true << 416
-                                         << QByteArray("X-KVD-FileAction: 2") << "";
-        QTest::newRow("position mismatch")
-            << "name=upload_position_mismatch" << true << 416 << QByteArray("-X-KVD-FileAction") << "";
-        QTest::newRow("516") << "name=upload_516" << true << 516
-                             << QByteArray("X-Server-Info: This video file is not registered!") << "";
-        QTest::newRow("upload 500") << "name=status_500&target=upload" << true << 500 << QByteArray() << "";
-        QTest::newRow("ERROR result") << "name=api_error&message=Down%20for%20repairs" << false << 200 << QByteArray()
-                                      << "Down for repairs";
-        QTest::newRow("invalid token") << "name=invalid_token" << false << 200 << QByteArray() << "INVALID TOKEN!";
-        QTest::newRow("not XML") << "name=not_xml" << false << 200 << QByteArray() << "";
-        QTest::newRow("api 500") << "name=status_500&target=api" << false << 500 << QByteArray() << "";
-    }
-
-    void faultSwitches()
-    {
-        QFETCH(QString, fault);
-        QFETCH(bool, onUpload);
-        QFETCH(int, status);
-        QFETCH(QByteArray, header);
-        QFETCH(QString, message);
-        static quint32 fileId = 3100000000u;
-        const QByteArray data = randomBytes(100, 10);
-        const auto request = [&] {
-            ServiceProcess::Reply r;
-            if (onUpload)
-                r = upload(++fileId, data, 0, data.size(), true);
-            else
-                service->api("get_user", alice, {}, &r);
-            return r;
-        };
-
-        arm(fault + "&count=1");
-        const auto r = request();
-        QCOMPARE(r.status, status);
-        if (fault.contains("position_mismatch"))
-            QCOMPARE(r.phrase, QByteArray("Uploaded position mismatch"));
-        if (header.startsWith('-'))
-            QVERIFY(!r.has(header.mid(1)));
-        else if (!header.isEmpty())
-            QCOMPARE(r.header(header.left(header.indexOf(':'))), header.mid(header.indexOf(':') + 2));
-        if (!onUpload && status == 200) {
-            bool isXml = false;
-            const auto map = ServiceProcess::parseXml(r.body, &isXml);
-            QCOMPARE(isXml, !fault.contains("not_xml"));
-            if (isXml) {
-                QCOMPARE(map.value("result"), QString("ERROR"));
-                QCOMPARE(map.value("message"), message);
-            }
-        }
-        // Used up: the next request is answered normally.
-        const auto next = request();
-        QCOMPARE(next.status, 200);
-        QVERIFY(onUpload ? next.has("X-KVD-Uploaded") : ServiceProcess::parseXml(next.body).value("result") == "OK");
-    }
-
-    void faultFiltersAndServerChange()
-    {
-        // A fault can wait for one action and leave the others alone.
         arm("name=api_error&action=get_short_url");
         QCOMPARE(service->api("get_user", alice).value("result"), QString("OK"));
         QCOMPARE(service->api("get_short_url", alice).value("message"), QString("Service is temporarily unavailable"));
         QVERIFY(QJsonDocument::fromJson(service->get("/admin/faults").body).array().isEmpty());
-
-        const QByteArray data = randomBytes(100, 11);
-        const QByteArray before = upload(3200000001u, data, 0, 100, true).header("X-KVD-SrvID");
-        arm("name=srvid_change");
-        auto r = upload(3200000002u, data, 0, 100, true);
-        QCOMPARE(r.status, 200);
-        const QByteArray changed = r.header("X-KVD-SrvID");
-        QVERIFY(changed != before);
-        arm("name=srvid_change&status=416");
-        r = upload(3200000003u, data, 0, 100, true);
-        QCOMPARE(r.status, 416);
-        QVERIFY(!r.has("X-KVD-FileAction"));
-        QVERIFY(r.header("X-KVD-SrvID") != changed);
-        QCOMPARE(upload(3200000003u, data, 0, 100, true).header("X-KVD-SrvID"), r.header("X-KVD-SrvID"));
-
-        QVERIFY(service->post("/admin/fault?name=no_such_fault", {}).status == 400);
-        QVERIFY(service->post("/admin/fault?name=not_xml&target=upload", {}).status == 400);
+        QCOMPARE(service->post("/admin/fault?name=no_such_fault", {}).status, 400);
+        QCOMPARE(service->post("/admin/fault?name=not_xml&target=upload", {}).status, 400);
     }
 
     void stallOutlastsTheClient()
@@ -371,7 +267,6 @@ private slots:
     {
         const QByteArray data = randomBytes(5000, 15);
         const QString link = uploadComplete(3400000001u, data);
-        QVERIFY(!link.isEmpty());
         service->kill();
         QVERIFY(service->start());
         QCOMPARE(service->api("get_user", alice).value("result"), QString("OK"));

@@ -1,12 +1,10 @@
-// A small program for the start-up tests. It plays one copy of an
-// application in another process:
+// One copy of an application in another process, for the start-up tests:
 //   listen                      own the single-instance channel, print "listening",
 //                               then one "got:<message>" line per message
 //   send <message> [timeout]    hand a message to the running copy; exit 0 when
 //                               it was acknowledged, 1 otherwise
-//   restart-probe <out> [args]  restart itself through the updater; the restarted
-//                               copy writes its arguments, folder and
-//                               KVD_ORLUNE_DELAYED to <out> as JSON
+//   restart-probe <out> [args]  restart itself through the updater; the delayed
+//                               copy writes its arguments and folder to <out>
 #include "FvUpdater.h"
 #include "ISettingsReader.h"
 #include "ISettingsWriter.h"
@@ -23,7 +21,6 @@
 #include <cstdio>
 
 namespace {
-// Settings kept in an INI file in the working folder.
 class IniSettings : public ISettingsReader, public ISettingsWriter
 {
 public:
@@ -67,7 +64,6 @@ int restartProbe(const QStringList& args)
         QJsonObject o;
         o.insert("cwd", QDir::currentPath());
         o.insert("args", QJsonArray::fromStringList(args.mid(1)));
-        o.insert("delayed", QString::fromLocal8Bit(qgetenv("KVD_ORLUNE_DELAYED")));
         QFile f(out + ".part");
         if (!f.open(QIODevice::WriteOnly))
             return 3;
