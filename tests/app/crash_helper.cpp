@@ -11,14 +11,6 @@
 #include <cstdlib>
 #include <cstring>
 
-namespace {
-void writeThroughNull()
-{
-    volatile int* nowhere = nullptr;
-    *nowhere = 1;
-}
-} // namespace
-
 int main(int argc, char** argv)
 {
     if (argc < 3) {
@@ -29,9 +21,10 @@ int main(int argc, char** argv)
     CrashReport::init(QString::fromLocal8Bit(argv[2]), "orlune@test", QString());
     CrashReport::setUser({{"id", "user-1"}, {"username", "ann \"the tester\""}, {"machine_id", "{m}"}});
 
-    if (strcmp(argv[1], "segv") == 0)
-        writeThroughNull();
-    else if (strcmp(argv[1], "abort") == 0)
+    if (strcmp(argv[1], "segv") == 0) {
+        volatile int* nowhere = nullptr;
+        *nowhere = 1;
+    } else if (strcmp(argv[1], "abort") == 0)
         abort();
     else if (strcmp(argv[1], "fatal") == 0 && argc > 3) {
         Logging::openLogFile(QString::fromLocal8Bit(argv[3]), "LOG_fatal.log");

@@ -65,7 +65,6 @@ private slots:
             QTest::newRow(name) << in << reason;
         };
         add("capable", {}, [](auto&) {});
-        add("failed before", slow, [](auto& in) { in.recording4kFails = true; });
         add("failed before beats all", slow,
             [](auto& in) { in.recording4kFails = true, in.desktop = QSize(800, 600), in.idealThreadCount = 1; });
         add("1920x1200", "This Display is smaller than 4K.", [](auto& in) { in.desktop = QSize(1920, 1200); });
