@@ -1,6 +1,5 @@
-// A store edited by hand with values of the wrong type: the manager starts,
-// reads what QVariant makes of them, and keeps the file's text as it was.
-// And the hosts the program talks to, from the environment.
+// A hand-edited store with values of the wrong type: read as QVariant converts them,
+// the file's text kept. And the hosts the program talks to, from the environment.
 #include "Endpoints.h"
 #include "SettingsManager.h"
 

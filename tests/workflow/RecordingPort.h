@@ -1,8 +1,7 @@
 #pragma once
 
-// An interface for the controller tests that writes down each call it gets,
-// as "name(arg, arg)", in order. Until `attached` is set it answers as if no
-// interface were there, so the controller behaves as without one.
+// Writes down each call as "name(arg, arg)"; until `attached` it answers as if
+// no interface were there.
 
 #include "InterfacePort.h"
 

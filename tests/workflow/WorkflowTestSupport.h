@@ -1,7 +1,5 @@
 #pragma once
 
-// The controller tests' program: settings and database opened as start-up opens them.
-
 #include "AppController.h"
 #include "MediaDatabase.h"
 #include "PrivateServers.h"
@@ -18,7 +16,6 @@ inline bool openProgramDatabase()
     return openDatabase(SettingsManager::instance()->readSettingStr("settings_path"));
 }
 
-// A controller after runTasks, talking to `port`.
 inline AppController* startController(InterfacePort* port)
 {
     auto* controller = new AppController();

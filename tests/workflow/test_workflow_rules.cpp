@@ -1,6 +1,5 @@
-// The controller's pure rules: level meters, the processor load smoothing,
-// the memory share, the recording name template, the X display name and
-// capture inputs, the type QML reads, and the encoder picked for "auto".
+// The controller's pure rules: meters, load smoothing, memory share, name
+// template, X display and inputs, the QML type, the encoder picked for "auto".
 #include "AppController.h"
 #include "AutoCodecChoice.h"
 #include "CaptureInputs.h"
@@ -25,7 +24,7 @@ private slots:
         const auto row = [](const char* name, QVariant got, QVariant expected) {
             QTest::newRow(name) << got << expected;
         };
-        // Levels in percent span -60..0 dB.
+        // Levels in percent span -60..0 dB, the panel's volume -45..0 dB.
         row("level of silence", AppController::rmsToLevel(0.0), 0);
         row("level of a negative mean", AppController::rmsToLevel(-0.5), 0);
         row("level below -60 dB", AppController::rmsToLevel(0.0005), 0);
@@ -34,7 +33,6 @@ private slots:
         row("level -6 dB", AppController::rmsToLevel(0.5), 89);
         row("level full scale", AppController::rmsToLevel(1.0), 100);
         row("level above full scale", AppController::rmsToLevel(2.0), 100);
-        // The panel's volume spans -45..0 dB.
         row("volume of silence", AppController::rmsToVolume(0.0), 0.0);
         row("volume -60 dB", AppController::rmsToVolume(0.001), 0.0);
         row("volume -22.5 dB", qRound(AppController::rmsToVolume(std::pow(10.0, -22.5 / 20.0)) * 1e9), 500000000);
@@ -89,9 +87,8 @@ private slots:
 
     void autoCodecChoice_data()
     {
-        // Per row of the table (hardware h264_mf, h264_mf, libopenh264, libx264):
-        // 0 failed, 1 opened at the largest size, 2 opened at 1080p only.
-        // The choice: "name hardware|the line logged" (or software).
+        // Per row (hardware h264_mf, h264_mf, libopenh264, libx264): 0 failed, 1 opened at the
+        // largest size, 2 at 1080p only. The choice: "name hardware|the line logged" (or software).
         QTest::addColumn<QString>("results");
         QTest::addColumn<QString>("choice");
         const auto row = [](const char* name, QString results, QString choice) {
