@@ -80,8 +80,6 @@ private slots:
         // Refused before the buffer is touched, so a short buffer is safe here.
         QCOMPARE(write_packet(&outputState, bytes, 0x8000001), 0);
         QCOMPARE(write_packet(&outputState, bytes, 50), 50);
-        QCOMPARE(outputState.position, quint64(150));
-        QCOMPARE(outputState.segmentNumber, quint32(2));
         // The rows exist only for bytes already on disk: read while the file is still open.
         QCOMPARE(QFileInfo(outputState.path).size(), qint64(150));
         QCOMPARE(
@@ -113,20 +111,15 @@ private slots:
 
         const QString path = library.dir.path() + "/" + name;
         const qint64 fileSize = QFileInfo(path).size();
-        QVERIFY(fileSize > 0);
 
         const QString codecs =
             runTool("ffprobe", {"-v", "error", "-show_entries", "stream=codec_name", "-of", "csv=p=0", path});
         QCOMPARE(codecs.split('\n'), QStringList({"h264", "aac"}));
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        const QByteArray bytes = file.readAll();
-        const int moov = bytes.indexOf("moov");
-        QVERIFY(moov > 0);
-        QVERIFY2(bytes.indexOf("moof", moov) > moov, "no fragment after the empty moov");
+        const QStringList boxes = topLevelBoxes(path);
+        QVERIFY2(boxes.contains("moov") && boxes.lastIndexOf("moof") > boxes.indexOf("moov"),
+                 qPrintable(boxes.join(',')));
 
         const QString id = QString::number(coder.fileId);
-        QVERIFY(coder.fileId != 0);
         // Numbered from 0, each starting where the one before ended, none sent yet.
         const QStringList segments = sqliteRowsOf(
             library.databasePath(),
