@@ -1,8 +1,5 @@
-// Microphones of other shapes on the test's sound server: sources loaded for
-// the test with one, four or six channels and at 96000 Hz are captured in
-// their own format, brought to at most two channels and 48000 Hz by the
-// capture graph, and recorded by the mixer with their tone intact. A source
-// that stops, or a sink that goes away, takes its thread down quietly.
+// Sources of other shapes loaded on the test's sound server, captured and mixed with their tone intact,
+// and sources that go away under a running thread.
 
 #include "AudioToneSupport.h"
 #include "ffmpegAudioCap.h"
@@ -28,8 +25,7 @@ private slots:
 
     void capturesSourceShapes_data()
     {
-        // A sine source (440 Hz) is captured itself; a null sink's monitor carries the tone (1000 Hz) played into the
-        // sink.
+        // A sine source (440 Hz) is captured itself; a null sink's monitor carries the tone (1000 Hz) played into it.
         QTest::addColumn<QStringList>("arguments");
         QTest::addColumn<int>("channels");
         QTest::addColumn<int>("rate");
@@ -64,8 +60,7 @@ private slots:
 
         AudioParams in[1];
         QCOMPARE(mic.fillAudioParams(in[0]), 1);
-        QCOMPARE(in[0].channels, channels);
-        QCOMPARE(in[0].sampleRate, rate);
+        QCOMPARE(QList<int>({in[0].channels, in[0].sampleRate}), QList<int>({channels, rate}));
 
         // Recorded through the mixer, the tone comes out at its own frequency.
         MixerUnderTest m;
@@ -99,7 +94,6 @@ private slots:
         mic.start();
         QTRY_VERIFY_WITH_TIMEOUT(mic.ready, 3000);
         QVERIFY(mic.wait(4000));
-        QCOMPARE(mic.started, 0);
         QCOMPARE(popups.size(), 0);
     }
 
@@ -116,10 +110,9 @@ private slots:
         AudioParams params;
         QCOMPARE(system.fillAudioParams(params), 1);
         QTRY_VERIFY_WITH_TIMEOUT(system.ready, 3000);
-        speakers->unload();
+        speakers.reset();
         QProcess::execute("pactl", {"set-default-sink", "orlune_speakers"});
         QVERIFY(system.wait(3000));
-        QCOMPARE(system.started, 0);
         QCOMPARE(popups.size(), 0);
         // stopCapture after the end returns at once.
         QCOMPARE(system.stopCapture(), 0);
