@@ -1,10 +1,5 @@
-// Whole recordings with the test's private sound server: its sine source
-// (440 Hz) as the microphone and a 1000 Hz tone played into the default sink
-// as system sound. The finished files are decoded by the ffmpeg tool and the
-// tones looked for at their frequencies: both present, each one gone when its
-// input is muted, silence at level 0, and a microphone whose module is
-// unloaded mid-recording still leaves a complete file, with no pop-up. And the
-// session's watchdog ending a recording whose only sound source has gone quiet.
+// Whole recordings with the private sound server: its 440 Hz sine source as the microphone and a 1000 Hz tone
+// played into the default sink as system sound, looked for in the files the ffmpeg tool decodes.
 
 #include "AudioToneSupport.h"
 #include "ffmpegAudioCap.h"
@@ -131,7 +126,7 @@ private slots:
             [&mic](ffmpegMux&) {
                 // The sound server either ends the capture stream or moves it to its
                 // fallback source; the recording goes on in both cases.
-                mic->unload();
+                mic.reset();
             });
         QVERIFY(!path.isEmpty());
         QVERIFY(popups.isEmpty());

@@ -1,8 +1,5 @@
-// Screen capture of the test session's X server, with moving content on it
-// (ffplay playing a test pattern at the top left) and the pointer driven by
-// xdotool: the pointer probe, recordings of a region checked with ffprobe and
-// by their decoded pixels (the highlight and the click ring), the previews,
-// a region running off the screen, and a display that goes away mid-capture.
+// Screen capture of the session's X server, with ffplay playing a test pattern at the top left and the
+// pointer driven by xdotool.
 
 #include "MovingPicture.h"
 #include "PointerProbe_x11.h"
