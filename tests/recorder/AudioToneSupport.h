@@ -169,14 +169,12 @@ public:
         if (pactl.waitForFinished(10000) && pactl.exitCode() == 0)
             index = QString::fromUtf8(pactl.readAllStandardOutput()).trimmed();
     }
-    ~PulseModule() { unload(); }
-    bool loaded() const { return !index.isEmpty(); }
-    void unload()
+    ~PulseModule()
     {
-        if (!index.isEmpty())
+        if (loaded())
             QProcess::execute("pactl", {"unload-module", index});
-        index.clear();
     }
+    bool loaded() const { return !index.isEmpty(); }
 
 private:
     QString index;

@@ -15,6 +15,7 @@
 #include <QTest>
 #include <QThread>
 #include <QWaitCondition>
+#include <algorithm>
 #include <functional>
 #include <vector>
 
@@ -79,10 +80,7 @@ public:
     bool has(const QString& event) const { return events.contains(event); }
     bool finished() const
     {
-        for (const QString& e : events)
-            if (e.startsWith("done:"))
-                return true;
-        return false;
+        return std::any_of(events.begin(), events.end(), [](const QString& e) { return e.startsWith("done:"); });
     }
 
     // Runs the session with `during` once started; the events seen ("no start"/"no end" on a hang).

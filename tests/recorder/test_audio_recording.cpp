@@ -1,10 +1,5 @@
-// Whole recordings with the test's private sound server: its sine source
-// (440 Hz) as the microphone and a 1000 Hz tone played into the default sink
-// as system sound. The finished files are decoded by the ffmpeg tool and the
-// tones looked for at their frequencies: both present, each one gone when its
-// input is muted, silence at level 0, and a microphone whose module is
-// unloaded mid-recording still leaves a complete file, with no pop-up. And the
-// session's watchdog ending a recording whose only sound source has gone quiet.
+// Whole recordings with the private sound server: its 440 Hz sine source as the microphone and a 1000 Hz tone
+// played into the default sink as system sound, looked for in the files the ffmpeg tool decodes.
 
 #include "AudioToneSupport.h"
 #include "ffmpegAudioCap.h"
@@ -54,171 +49,161 @@ class TestAudioRecording : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase();
-    void recordsBothTones();
-    void muteRemovesEachTone();
-    void levelZeroRecordsSilence();
-    void microphoneRemovedMidRecording();
-    void silentSourceEndsAtWatchdogsSecondCheck();
+    void initTestCase()
+    {
+        if (!haveSoundServer())
+            QSKIP("needs the private sound server");
+        QVERIFY(library.open());
+        systemToneWav = library.dir.path() + "/system-tone.wav";
+        QVERIFY(writeToneWav(systemToneWav, kSystemTone, 60));
+    }
+
+    void recordsBothTones()
+    {
+        const QString path = record("both.mp4", "audio=orlune_mic", 6);
+        QVERIFY(!path.isEmpty());
+        QCOMPARE(probeStreamValue(path, "codec_name"), QString("h264"));
+        const QString audio = runTool("ffprobe", {"-v", "error", "-select_streams", "a", "-show_entries",
+                                                  "stream=codec_name,sample_rate,channels", "-of", "csv=p=0", path});
+        QCOMPARE(audio, QString("aac,44100,2"));
+        const Tones t = measureTones(path);
+        // The sources play at 0.35 and 0.5; a mix of two scales each by 1/sqrt(2).
+        // Measured over the whole recording at once, so gaps or a wavering pitch would weaken them.
+        QVERIFY2(qAbs(t.mic - 0.25) < 0.03 && t.mic > 100 * t.off, qPrintable(describe(t)));
+        QVERIFY2(qAbs(t.system - 0.354) < 0.04 && t.system > 100 * t.off, qPrintable(describe(t)));
+    }
+
+    void muteRemovesEachTone()
+    {
+        const QString micMuted = record("mic-muted.mp4", "audio=orlune_mic", 5, [](ffmpegMux& c) { c.setMute(true); });
+        QVERIFY(!micMuted.isEmpty());
+        const Tones a = measureTones(micMuted);
+        QVERIFY2(a.system > 0.05, qPrintable(describe(a)));
+        QVERIFY2(a.mic < a.system / 100, qPrintable(describe(a)));
+
+        // Muted after the start: the setter reaches the running thread.
+        const QString systemMuted =
+            record("system-muted.mp4", "audio=orlune_mic", 6, {}, [](ffmpegMux& c) { c.setSys(true); });
+        QVERIFY(!systemMuted.isEmpty());
+        const std::vector<float> samples = decodeFileSound(systemMuted, kRate);
+        QVERIFY(samples.size() > size_t(5 * kRate));
+        const size_t tail = samples.size() - size_t(2 * kRate);
+        const double systemBefore = toneAmplitude(samples, kRate, kSystemTone, kRate, 2 * kRate);
+        const double systemAfter = toneAmplitude(samples, kRate, kSystemTone, tail);
+        const double micAfter = toneAmplitude(samples, kRate, kMicTone, tail);
+        QVERIFY2(systemBefore > 0.05, qPrintable(QString::number(systemBefore)));
+        QVERIFY2(systemAfter < systemBefore / 100, qPrintable(QString("%1 %2").arg(systemBefore).arg(systemAfter)));
+        QVERIFY2(micAfter > 0.02, qPrintable(QString::number(micAfter)));
+    }
+
+    void levelZeroRecordsSilence()
+    {
+        const QString path = record("level-zero.mp4", "audio=orlune_mic", 5, [](ffmpegMux& c) {
+            c.setMikeLevel(0);
+            c.setSysLevel(0);
+        });
+        QVERIFY(!path.isEmpty());
+        const Tones t = measureTones(path);
+        QVERIFY2(t.rms < 1e-4, qPrintable(describe(t)));
+        // The track still runs the whole recording.
+        const double seconds = runTool("ffprobe", {"-v", "error", "-select_streams", "a", "-show_entries",
+                                                   "format=duration", "-of", "csv=p=0", path})
+                                   .toDouble();
+        QVERIFY2(seconds > 3.5, qPrintable(QString::number(seconds)));
+    }
+
+    void microphoneRemovedMidRecording()
+    {
+        auto mic = std::make_unique<PulseModule>("module-sine-source",
+                                                 QStringList{"source_name=orlune_unplugged", "frequency=440"});
+        QVERIFY(mic->loaded());
+        QList<int> popups;
+        const QString path = record(
+            "unplugged.mp4", "audio=orlune_unplugged", 8,
+            [&popups](ffmpegMux& c) {
+                QObject::connect(&c, &ffmpegMux::AudioPopup, &c, [&popups](int devid, QString) { popups << devid; });
+            },
+            [&mic](ffmpegMux&) {
+                // The sound server either ends the capture stream or moves it to its
+                // fallback source; the recording goes on in both cases.
+                mic.reset();
+            });
+        QVERIFY(!path.isEmpty());
+        QVERIFY(popups.isEmpty());
+        const QStringList rows =
+            sqliteRowsOf(library.databasePath(), "SELECT file_finalized FROM files WHERE file_name='unplugged.mp4';");
+        QCOMPARE(rows, QStringList({"true"}));
+        // Complete and playable: both streams, and the whole file decodes without an error.
+        const QString codecs =
+            runTool("ffprobe", {"-v", "error", "-show_entries", "stream=codec_name", "-of", "csv=p=0", path});
+        QCOMPARE(codecs.split('\n'), QStringList({"h264", "aac"}));
+        QProcess decode;
+        decode.start("ffmpeg", {"-v", "error", "-i", path, "-f", "null", "-"});
+        QVERIFY(decode.waitForFinished(60000));
+        QCOMPARE(decode.exitCode(), 0);
+        QCOMPARE(decode.readAllStandardError().trimmed(), QByteArray());
+        // The tone was recorded while the source existed.
+        const std::vector<float> samples = decodeFileSound(path, kRate);
+        QVERIFY2(toneAmplitude(samples, kRate, kMicTone, kRate, 3 * kRate) > 0.02, "no tone before the removal");
+    }
+
+    void silentSourceEndsAtWatchdogsSecondCheck()
+    {
+        ffmpegMux coder;
+        SessionEvents session(coder);
+        // Without system sound the microphone is the mixer's only input, and it delivers for one second only.
+        coder.disableSys = true;
+        coder.setInputOutput(kTestVideo, "lavfi:sine=frequency=440:duration=1", "quiet.mp4", 0, library.dir.path(), 0);
+        coder.setCaptureParams(0, 0, 640, 360);
+        QElapsedTimer sinceStart;
+        const QStringList events = session.run(coder, [&] {
+            sinceStart.start();
+            QTRY_VERIFY_WITH_TIMEOUT(session.finished(), 90000);
+        });
+        QCOMPARE(events, QStringList({"started:0", "done:0", "failed:1"}));
+        // 1000 ticks to the first check, which only arms the watchdog, then 2000 more.
+        QVERIFY2(sinceStart.elapsed() >= 29000, qPrintable(QString::number(sinceStart.elapsed())));
+
+        // A recording ended by the watchdog is still closed properly.
+        const QStringList row =
+            sqliteTool(library.databasePath(),
+                       "SELECT file_finalized, file_segments_count, file_size FROM files WHERE file_id="
+                           + QString::number(coder.fileId) + ";")
+                .split('|');
+        QCOMPARE(row.size(), 3);
+        QCOMPARE(row[0], QString("true"));
+        QVERIFY(row[1].toInt() >= 2);
+        QCOMPARE(row[2].toLongLong(), QFileInfo(library.dir.path() + "/quiet.mp4").size());
+    }
 
 private:
     // Records for `seconds` with the given inputs; the path of the finished file.
     QString record(const QString& name, const char* mic, int seconds, const std::function<void(ffmpegMux&)>& setUp = {},
-                   const std::function<void(ffmpegMux&)>& midway = {});
+                   const std::function<void(ffmpegMux&)>& midway = {})
+    {
+        TonePlayer player(systemToneWav);
+        if (!player.running())
+            return QString();
+        ffmpegMux coder;
+        SessionEvents session(coder);
+        if (setUp)
+            setUp(coder);
+        coder.setInputOutput(kTestVideo, mic, name, 0, library.dir.path(), 0);
+        coder.setCaptureParams(0, 0, 640, 360);
+        const QStringList events = session.run(coder, [&] {
+            QTest::qWait(seconds * 500);
+            if (midway)
+                midway(coder);
+            QTest::qWait(seconds * 500);
+        });
+        if (events != QStringList({"started:0", "done:0"}))
+            qWarning() << "session events:" << events;
+        return events.contains("done:0") ? library.dir.path() + "/" + name : QString();
+    }
 
     TestLibrary library;
     QString systemToneWav;
 };
-
-void TestAudioRecording::initTestCase()
-{
-    if (!haveSoundServer())
-        QSKIP("needs the private sound server");
-    QVERIFY(library.open());
-    systemToneWav = library.dir.path() + "/system-tone.wav";
-    QVERIFY(writeToneWav(systemToneWav, kSystemTone, 60));
-}
-
-QString TestAudioRecording::record(const QString& name, const char* mic, int seconds,
-                                   const std::function<void(ffmpegMux&)>& setUp,
-                                   const std::function<void(ffmpegMux&)>& midway)
-{
-    TonePlayer player(systemToneWav);
-    if (!player.running())
-        return QString();
-    ffmpegMux coder;
-    SessionEvents session(coder);
-    if (setUp)
-        setUp(coder);
-    coder.setInputOutput(kTestVideo, mic, name, 0, library.dir.path(), 0);
-    coder.setCaptureParams(0, 0, 640, 360);
-    const QStringList events = session.run(coder, [&] {
-        QTest::qWait(seconds * 500);
-        if (midway)
-            midway(coder);
-        QTest::qWait(seconds * 500);
-    });
-    if (events != QStringList({"started:0", "done:0"}))
-        qWarning() << "session events:" << events;
-    return events.contains("done:0") ? library.dir.path() + "/" + name : QString();
-}
-
-void TestAudioRecording::recordsBothTones()
-{
-    const QString path = record("both.mp4", "audio=orlune_mic", 6);
-    QVERIFY(!path.isEmpty());
-    QCOMPARE(probeStreamValue(path, "codec_name"), QString("h264"));
-    const QString audio = runTool("ffprobe", {"-v", "error", "-select_streams", "a", "-show_entries",
-                                              "stream=codec_name,sample_rate,channels", "-of", "csv=p=0", path});
-    QCOMPARE(audio, QString("aac,44100,2"));
-    const Tones t = measureTones(path);
-    // The sources play at 0.35 and 0.5; a mix of two scales each by 1/sqrt(2).
-    // Measured over the whole recording at once, so gaps or a wavering pitch would weaken them.
-    QVERIFY2(qAbs(t.mic - 0.25) < 0.03 && t.mic > 100 * t.off, qPrintable(describe(t)));
-    QVERIFY2(qAbs(t.system - 0.354) < 0.04 && t.system > 100 * t.off, qPrintable(describe(t)));
-}
-
-void TestAudioRecording::muteRemovesEachTone()
-{
-    const QString micMuted = record("mic-muted.mp4", "audio=orlune_mic", 5, [](ffmpegMux& c) { c.setMute(true); });
-    QVERIFY(!micMuted.isEmpty());
-    const Tones a = measureTones(micMuted);
-    QVERIFY2(a.system > 0.05, qPrintable(describe(a)));
-    QVERIFY2(a.mic < a.system / 100, qPrintable(describe(a)));
-
-    // Muted after the start: the setter reaches the running thread.
-    const QString systemMuted =
-        record("system-muted.mp4", "audio=orlune_mic", 6, {}, [](ffmpegMux& c) { c.setSys(true); });
-    QVERIFY(!systemMuted.isEmpty());
-    const std::vector<float> samples = decodeFileSound(systemMuted, kRate);
-    QVERIFY(samples.size() > size_t(5 * kRate));
-    const size_t tail = samples.size() - size_t(2 * kRate);
-    const double systemBefore = toneAmplitude(samples, kRate, kSystemTone, kRate, 2 * kRate);
-    const double systemAfter = toneAmplitude(samples, kRate, kSystemTone, tail);
-    const double micAfter = toneAmplitude(samples, kRate, kMicTone, tail);
-    QVERIFY2(systemBefore > 0.05, qPrintable(QString::number(systemBefore)));
-    QVERIFY2(systemAfter < systemBefore / 100, qPrintable(QString("%1 %2").arg(systemBefore).arg(systemAfter)));
-    QVERIFY2(micAfter > 0.02, qPrintable(QString::number(micAfter)));
-}
-
-void TestAudioRecording::levelZeroRecordsSilence()
-{
-    const QString path = record("level-zero.mp4", "audio=orlune_mic", 5, [](ffmpegMux& c) {
-        c.setMikeLevel(0);
-        c.setSysLevel(0);
-    });
-    QVERIFY(!path.isEmpty());
-    const Tones t = measureTones(path);
-    QVERIFY2(t.rms < 1e-4, qPrintable(describe(t)));
-    // The track still runs the whole recording.
-    const double seconds = runTool("ffprobe", {"-v", "error", "-select_streams", "a", "-show_entries",
-                                               "format=duration", "-of", "csv=p=0", path})
-                               .toDouble();
-    QVERIFY2(seconds > 3.5, qPrintable(QString::number(seconds)));
-}
-
-void TestAudioRecording::microphoneRemovedMidRecording()
-{
-    auto mic = std::make_unique<PulseModule>("module-sine-source",
-                                             QStringList{"source_name=orlune_unplugged", "frequency=440"});
-    QVERIFY(mic->loaded());
-    QList<int> popups;
-    const QString path = record(
-        "unplugged.mp4", "audio=orlune_unplugged", 8,
-        [&popups](ffmpegMux& c) {
-            QObject::connect(&c, &ffmpegMux::AudioPopup, &c, [&popups](int devid, QString) { popups << devid; });
-        },
-        [&mic](ffmpegMux&) {
-            // The sound server either ends the capture stream or moves it to its
-            // fallback source; the recording goes on in both cases.
-            mic->unload();
-        });
-    QVERIFY(!path.isEmpty());
-    QVERIFY(popups.isEmpty());
-    const QStringList rows =
-        sqliteRowsOf(library.databasePath(), "SELECT file_finalized FROM files WHERE file_name='unplugged.mp4';");
-    QCOMPARE(rows, QStringList({"true"}));
-    // Complete and playable: both streams, and the whole file decodes without an error.
-    const QString codecs =
-        runTool("ffprobe", {"-v", "error", "-show_entries", "stream=codec_name", "-of", "csv=p=0", path});
-    QCOMPARE(codecs.split('\n'), QStringList({"h264", "aac"}));
-    QProcess decode;
-    decode.start("ffmpeg", {"-v", "error", "-i", path, "-f", "null", "-"});
-    QVERIFY(decode.waitForFinished(60000));
-    QCOMPARE(decode.exitCode(), 0);
-    QCOMPARE(decode.readAllStandardError().trimmed(), QByteArray());
-    // The tone was recorded while the source existed.
-    const std::vector<float> samples = decodeFileSound(path, kRate);
-    QVERIFY2(toneAmplitude(samples, kRate, kMicTone, kRate, 3 * kRate) > 0.02, "no tone before the removal");
-}
-
-void TestAudioRecording::silentSourceEndsAtWatchdogsSecondCheck()
-{
-    ffmpegMux coder;
-    SessionEvents session(coder);
-    // Without system sound the microphone is the mixer's only input, and it delivers for one second only.
-    coder.disableSys = true;
-    coder.setInputOutput(kTestVideo, "lavfi:sine=frequency=440:duration=1", "quiet.mp4", 0, library.dir.path(), 0);
-    coder.setCaptureParams(0, 0, 640, 360);
-    QElapsedTimer sinceStart;
-    const QStringList events = session.run(coder, [&] {
-        sinceStart.start();
-        QTRY_VERIFY_WITH_TIMEOUT(session.finished(), 90000);
-    });
-    QCOMPARE(events, QStringList({"started:0", "done:0", "failed:1"}));
-    // 1000 ticks to the first check, which only arms the watchdog, then 2000 more.
-    QVERIFY2(sinceStart.elapsed() >= 29000, qPrintable(QString::number(sinceStart.elapsed())));
-
-    // A recording ended by the watchdog is still closed properly.
-    const QStringList row = sqliteTool(library.databasePath(),
-                                       "SELECT file_finalized, file_segments_count, file_size FROM files WHERE file_id="
-                                           + QString::number(coder.fileId) + ";")
-                                .split('|');
-    QCOMPARE(row.size(), 3);
-    QCOMPARE(row[0], QString("true"));
-    QVERIFY(row[1].toInt() >= 2);
-    QCOMPARE(row[2].toLongLong(), QFileInfo(library.dir.path() + "/quiet.mp4").size());
-}
 
 QTEST_GUILESS_MAIN(TestAudioRecording)
 #include "test_audio_recording.moc"

@@ -1,8 +1,4 @@
-// The sound threads driven directly: mute and level on a block of every
-// sample format, microphone capture with mute and level, its silent
-// substitute and its other open errors, the mixer and AAC encoder with one
-// and two inputs and its block size, the system sound thread on the sound
-// server's monitor, the silence player, and the idle-time microphone meter.
+// The sound threads driven directly, without a recording session around them.
 
 #include "AudioSampleLevel.h"
 #include "AudioToneSupport.h"
@@ -52,419 +48,383 @@ class TestAudioWorkers : public QObject
     Q_OBJECT
 
 private slots:
-    void sampleLevel_data();
-    void sampleLevel();
-    void microphoneAppliesMuteAndLevel();
-    void unusableMicrophone_data();
-    void unusableMicrophone();
-    void mixesOneAndTwoInputs();
-    void mixerEncodesBlocksOf1024();
-    void systemSoundReadsMonitor();
-    void systemSoundWithoutServerIsDropped();
-    void silencePlayerReportsStarted();
-    void monitorPercentRule_data();
-    void monitorPercentRule();
-    void monitorMeasuresSoundServerSource();
-    void monitorOnMissingSourceEndsQuietly();
-};
-
-void TestAudioWorkers::sampleLevel_data()
-{
-    // The block's last sample afterwards (-1: not checked) and the mean level
-    // (-1: not checked); a refused block keeps the mean it had (0.75).
-    QTest::addColumn<int>("format");
-    QTest::addColumn<double>("value");
-    QTest::addColumn<bool>("mute");
-    QTest::addColumn<int>("level");
-    QTest::addColumn<double>("sample");
-    QTest::addColumn<double>("mean");
-    QTest::newRow("s16") << int(AV_SAMPLE_FMT_S16) << 8192.0 << false << 100 << 8192.0 << 0.25;
-    QTest::newRow("s16 doubled") << int(AV_SAMPLE_FMT_S16) << 8192.0 << false << 200 << 16384.0 << 0.5;
-    QTest::newRow("s16 clipped") << int(AV_SAMPLE_FMT_S16) << 16384.0 << false << 300 << 32767.0 << -1.0;
-    QTest::newRow("s16p lowest") << int(AV_SAMPLE_FMT_S16P) << -32768.0 << false << 150 << -32768.0 << 1.0;
-    // Unsigned 8 bits: silence is 128, and the distance from it is what counts.
-    QTest::newRow("u8p") << int(AV_SAMPLE_FMT_U8P) << 192.0 << false << 100 << 192.0 << 0.5;
-    QTest::newRow("u8p clipped") << int(AV_SAMPLE_FMT_U8P) << 192.0 << false << 400 << 255.0 << -1.0;
-    QTest::newRow("u8p muted") << int(AV_SAMPLE_FMT_U8P) << 192.0 << true << 100 << 128.0 << 0.0;
-    // 32 bits: full scale reads as one half, and scaling is done in 64 bits.
-    QTest::newRow("s32") << int(AV_SAMPLE_FMT_S32) << double(INT32_MAX) << false << 100 << double(INT32_MAX) << 0.5;
-    QTest::newRow("s32 halved") << int(AV_SAMPLE_FMT_S32) << double(INT32_MAX) << false << 50 << double(INT32_MAX / 2)
-                                << -1.0;
-    QTest::newRow("s32 clipped") << int(AV_SAMPLE_FMT_S32) << double(INT32_MAX / 2) << false << 1000
-                                 << double(INT32_MAX) << -1.0;
-    QTest::newRow("level 0 without mute") << int(AV_SAMPLE_FMT_S32) << double(INT32_MAX) << false << 0 << 0.0 << 0.0;
-    // Floating samples are not clipped.
-    QTest::newRow("fltp") << int(AV_SAMPLE_FMT_FLTP) << -0.5 << false << 100 << -0.5 << 0.5;
-    QTest::newRow("fltp tripled") << int(AV_SAMPLE_FMT_FLTP) << -0.5 << false << 300 << -1.5 << -1.0;
-    QTest::newRow("dbl muted") << int(AV_SAMPLE_FMT_DBL) << 0.25 << true << 100 << 0.0 << 0.0;
-    QTest::newRow("s64 refused") << int(AV_SAMPLE_FMT_S64) << 1000.0 << true << 100 << 1000.0 << 0.75;
-}
-
-void TestAudioWorkers::sampleLevel()
-{
-    QFETCH(int, format);
-    QFETCH(double, value);
-    QFETCH(bool, mute);
-    QFETCH(int, level);
-    QFETCH(double, sample);
-    QFETCH(double, mean);
-    FramePtr frame(av_frame_alloc());
-    ffSetFrameChannels(frame.get(), 3, 2);
-    frame->format = format;
-    frame->sample_rate = 44100;
-    frame->nb_samples = 64;
-    QCOMPARE(av_frame_get_buffer(frame.get(), 0), 0);
-    const int planes = av_sample_fmt_is_planar(AVSampleFormat(format)) ? 2 : 1;
-    for (int p = 0; p < planes; ++p)
-        for (int i = 0; i < 128 / planes; ++i)
-            sampleAt(format, frame->extended_data[p], i, &value);
-
-    double measured = 0.75;
-    QCOMPARE(AudioSampleLevel::apply(frame.get(), mute, level, measured), format == AV_SAMPLE_FMT_S64 ? -1 : 0);
-    QCOMPARE(sampleAt(format, frame->extended_data[planes - 1], 128 / planes - 1), sample);
-    if (mean >= 0)
-        QVERIFY2(qAbs(measured - mean) < 1e-6, qPrintable(QString::number(measured)));
-}
-
-void TestAudioWorkers::microphoneAppliesMuteAndLevel()
-{
-    ffmpegAudioCap cap;
-    QCOMPARE(cap.open_input_device(kTone), 1);
-    AudioParams params;
-    QCOMPARE(cap.fillAudioParams(params), 1);
-    QCOMPARE(params.sampleRate, 44100);
-    QCOMPARE(params.channels, 1);
-    QCOMPARE(params.sampleFormat, AV_SAMPLE_FMT_S16);
-
-    // Blocks go out only with `go`, numbered 0 for the microphone, 4096 samples each.
-    QList<int> blockSizes;
-    QObject receiver;
-    connect(&cap, &ffmpegAudioCap::passAudioToMixEnc, &receiver, [&](void* f, int index) {
-        AVFrame* frame = static_cast<AVFrame*>(f);
-        blockSizes << (index == 0 ? frame->nb_samples : -1);
-        av_frame_free(&frame);
-    });
-    cap.start();
-    QTRY_VERIFY_WITH_TIMEOUT(cap.ready && cap.meanLevel > 0, 3000);
-    QVERIFY(blockSizes.isEmpty());
-    QVERIFY(qAbs(cap.meanLevel - kToneMeanLevel) < kToneMeanLevel * 0.03);
-    cap.go = true;
-    QTRY_VERIFY_WITH_TIMEOUT(blockSizes.size() >= 2, 3000);
-    QCOMPARE(blockSizes.first(), 4096);
-
-    cap.level = 50;
-    QTRY_VERIFY_WITH_TIMEOUT(qAbs(cap.meanLevel - kToneMeanLevel / 2) < kToneMeanLevel * 0.03, 3000);
-    cap.level = 0;
-    QTRY_COMPARE_WITH_TIMEOUT(cap.meanLevel, 0.0, 3000);
-    cap.level = 100;
-    QTRY_VERIFY_WITH_TIMEOUT(cap.meanLevel > kToneMeanLevel * 0.9, 3000);
-    cap.mute = true;
-    QTRY_COMPARE_WITH_TIMEOUT(cap.meanLevel, 0.0, 3000);
-
-    QVERIFY(stopSource(&cap));
-    QCOMPARE(cap.started, 0);
-    cap.freeUnused();
-    QCOMPARE(cap.fillAudioParams(params), 0);
-}
-
-void TestAudioWorkers::unusableMicrophone_data()
-{
-    // Only a disabled device is replaced by silence; a broken input name is the caller's to handle.
-    QTest::addColumn<QByteArray>("device");
-    QTest::addColumn<bool>("substitute");
-    QTest::newRow("missing source") << QByteArray("audio=orlune_no_such_source") << true;
-    QTest::newRow("broken input") << QByteArray("lavfi:orlune_no_such_filter") << false;
-}
-
-void TestAudioWorkers::unusableMicrophone()
-{
-    QFETCH(QByteArray, device);
-    QFETCH(bool, substitute);
-    ffmpegAudioCap cap;
-    QSignalSpy popups(&cap, &ffmpegAudioCap::audioPopup);
-    const int ret = cap.open_input_device(device.constData());
-    AudioParams params;
-    if (!substitute) {
-        QVERIFY(ret < 0 && ret != AVERROR(EIO));
-        QCOMPARE(popups.size(), 0);
-        QCOMPARE(cap.fillAudioParams(params), 0);
-        return;
+    void sampleLevel_data()
+    {
+        // The block's last sample afterwards (-1: not checked) and the mean level
+        // (-1: not checked); a refused block keeps the mean it had (0.75).
+        QTest::addColumn<int>("format");
+        QTest::addColumn<double>("value");
+        QTest::addColumn<bool>("mute");
+        QTest::addColumn<int>("level");
+        QTest::addColumn<double>("sample");
+        QTest::addColumn<double>("mean");
+        QTest::newRow("s16") << int(AV_SAMPLE_FMT_S16) << 8192.0 << false << 100 << 8192.0 << 0.25;
+        QTest::newRow("s16 doubled") << int(AV_SAMPLE_FMT_S16) << 8192.0 << false << 200 << 16384.0 << 0.5;
+        QTest::newRow("s16 clipped") << int(AV_SAMPLE_FMT_S16) << 16384.0 << false << 300 << 32767.0 << -1.0;
+        QTest::newRow("s16p lowest") << int(AV_SAMPLE_FMT_S16P) << -32768.0 << false << 150 << -32768.0 << 1.0;
+        // Unsigned 8 bits: silence is 128, and the distance from it is what counts.
+        QTest::newRow("u8p") << int(AV_SAMPLE_FMT_U8P) << 192.0 << false << 100 << 192.0 << 0.5;
+        QTest::newRow("u8p clipped") << int(AV_SAMPLE_FMT_U8P) << 192.0 << false << 400 << 255.0 << -1.0;
+        QTest::newRow("u8p muted") << int(AV_SAMPLE_FMT_U8P) << 192.0 << true << 100 << 128.0 << 0.0;
+        // 32 bits: full scale reads as one half, and scaling is done in 64 bits.
+        QTest::newRow("s32") << int(AV_SAMPLE_FMT_S32) << double(INT32_MAX) << false << 100 << double(INT32_MAX) << 0.5;
+        QTest::newRow("s32 halved") << int(AV_SAMPLE_FMT_S32) << double(INT32_MAX) << false << 50
+                                    << double(INT32_MAX / 2) << -1.0;
+        QTest::newRow("s32 clipped") << int(AV_SAMPLE_FMT_S32) << double(INT32_MAX / 2) << false << 1000
+                                     << double(INT32_MAX) << -1.0;
+        QTest::newRow("level 0 without mute")
+            << int(AV_SAMPLE_FMT_S32) << double(INT32_MAX) << false << 0 << 0.0 << 0.0;
+        // Floating samples are not clipped.
+        QTest::newRow("fltp") << int(AV_SAMPLE_FMT_FLTP) << -0.5 << false << 100 << -0.5 << 0.5;
+        QTest::newRow("fltp tripled") << int(AV_SAMPLE_FMT_FLTP) << -0.5 << false << 300 << -1.5 << -1.0;
+        QTest::newRow("dbl muted") << int(AV_SAMPLE_FMT_DBL) << 0.25 << true << 100 << 0.0 << 0.0;
+        QTest::newRow("s64 refused") << int(AV_SAMPLE_FMT_S64) << 1000.0 << true << 100 << 1000.0 << 0.75;
     }
-    QCOMPARE(ret, 1);
-    QCOMPARE(popups.size(), 1);
-    QCOMPARE(popups[0][0].toInt(), 0);
-    QVERIFY(popups[0][1].toString().contains("WARNING! Microphone recording is disabled."));
-    QCOMPARE(cap.fillAudioParams(params), 1);
-    QCOMPARE(params.sampleRate, 44100);
-    QCOMPARE(params.channels, 2);
-    // The substitute delivers, so the recording keeps a (silent) track.
-    cap.start();
-    QTRY_VERIFY_WITH_TIMEOUT(cap.ready, 3000);
-    QVERIFY(stopSource(&cap));
-    QCOMPARE(cap.meanLevel, 0.0);
-}
 
-void TestAudioWorkers::mixesOneAndTwoInputs()
-{
-    // The tone alone, then the tone mixed with silence on the system sound
-    // input: the mix halves every input, so the second track is half as loud.
-    double rmsAlone = 0;
-    for (int inputs = 1; inputs <= 2; ++inputs) {
-        ffmpegAudioCap mic;
-        pulseAudioLoopback system;
-        MixerUnderTest m;
-        m.mix.bitRate = 128000;
-        AudioParams in[2];
-        QCOMPARE(mic.open_input_device(kTone), 1);
-        QCOMPARE(mic.fillAudioParams(in[0]), 1);
-        if (inputs == 2) {
-            system.setDevice(kSilence);
-            system.start();
-            QCOMPARE(system.fillAudioParams(in[1]), 1);
+    void sampleLevel()
+    {
+        QFETCH(int, format);
+        QFETCH(double, value);
+        QFETCH(bool, mute);
+        QFETCH(int, level);
+        QFETCH(double, sample);
+        QFETCH(double, mean);
+        FramePtr frame(av_frame_alloc());
+        ffSetFrameChannels(frame.get(), 3, 2);
+        frame->format = format;
+        frame->sample_rate = 44100;
+        frame->nb_samples = 64;
+        QCOMPARE(av_frame_get_buffer(frame.get(), 0), 0);
+        const int planes = av_sample_fmt_is_planar(AVSampleFormat(format)) ? 2 : 1;
+        for (int p = 0; p < planes; ++p)
+            for (int i = 0; i < 128 / planes; ++i)
+                sampleAt(format, frame->extended_data[p], i, &value);
+
+        double measured = 0.75;
+        QCOMPARE(AudioSampleLevel::apply(frame.get(), mute, level, measured), format == AV_SAMPLE_FMT_S64 ? -1 : 0);
+        QCOMPARE(sampleAt(format, frame->extended_data[planes - 1], 128 / planes - 1), sample);
+        if (mean >= 0)
+            QVERIFY2(qAbs(measured - mean) < 1e-6, qPrintable(QString::number(measured)));
+    }
+
+    void microphoneAppliesMuteAndLevel()
+    {
+        ffmpegAudioCap cap;
+        QCOMPARE(cap.open_input_device(kTone), 1);
+        AudioParams params;
+        QCOMPARE(cap.fillAudioParams(params), 1);
+        QCOMPARE(QList<int>({params.sampleRate, params.channels, params.sampleFormat}),
+                 QList<int>({44100, 1, AV_SAMPLE_FMT_S16}));
+
+        // Blocks go out only with `go`, numbered 0 for the microphone, 4096 samples each.
+        QList<int> blockSizes;
+        QObject receiver;
+        connect(&cap, &ffmpegAudioCap::passAudioToMixEnc, &receiver, [&](void* f, int index) {
+            AVFrame* frame = static_cast<AVFrame*>(f);
+            blockSizes << (index == 0 ? frame->nb_samples : -1);
+            av_frame_free(&frame);
+        });
+        cap.start();
+        QTRY_VERIFY_WITH_TIMEOUT(cap.ready && cap.meanLevel > 0, 3000);
+        QVERIFY(blockSizes.isEmpty());
+        QVERIFY(qAbs(cap.meanLevel - kToneMeanLevel) < kToneMeanLevel * 0.03);
+        cap.go = true;
+        QTRY_VERIFY_WITH_TIMEOUT(blockSizes.size() >= 2, 3000);
+        QCOMPARE(blockSizes.first(), 4096);
+
+        cap.level = 50;
+        QTRY_VERIFY_WITH_TIMEOUT(qAbs(cap.meanLevel - kToneMeanLevel / 2) < kToneMeanLevel * 0.03, 3000);
+        cap.level = 0;
+        QTRY_COMPARE_WITH_TIMEOUT(cap.meanLevel, 0.0, 3000);
+        cap.level = 100;
+        QTRY_VERIFY_WITH_TIMEOUT(cap.meanLevel > kToneMeanLevel * 0.9, 3000);
+        cap.mute = true;
+        QTRY_COMPARE_WITH_TIMEOUT(cap.meanLevel, 0.0, 3000);
+
+        QVERIFY(stopSource(&cap));
+        cap.freeUnused();
+        QCOMPARE(cap.fillAudioParams(params), 0);
+    }
+
+    void unusableMicrophone_data()
+    {
+        // Only a disabled device is replaced by silence; a broken input name is the caller's to handle.
+        QTest::addColumn<QByteArray>("device");
+        QTest::addColumn<bool>("substitute");
+        QTest::newRow("missing source") << QByteArray("audio=orlune_no_such_source") << true;
+        QTest::newRow("broken input") << QByteArray("lavfi:orlune_no_such_filter") << false;
+    }
+
+    void unusableMicrophone()
+    {
+        QFETCH(QByteArray, device);
+        QFETCH(bool, substitute);
+        ffmpegAudioCap cap;
+        QSignalSpy popups(&cap, &ffmpegAudioCap::audioPopup);
+        const int ret = cap.open_input_device(device.constData());
+        AudioParams params;
+        if (!substitute) {
+            QVERIFY(ret < 0 && ret != AVERROR(EIO));
+            QCOMPARE(popups.size(), 0);
+            QCOMPARE(cap.fillAudioParams(params), 0);
+            return;
         }
-        QVERIFY(m.open(in, inputs));
-        QCOMPARE(m.mix.inputCount, inputs);
-        connect(&mic, &ffmpegAudioCap::passAudioToMixEnc, &m.mix, &ffmpegAudioMixEnc::passAudioToMixEnc);
-        connect(&system, &pulseAudioLoopback::passAudioToMixEnc, &m.mix, &ffmpegAudioMixEnc::passAudioToMixEnc);
-        m.mix.start();
-        mic.start();
-        QTRY_VERIFY_WITH_TIMEOUT(mic.ready && (inputs == 1 || system.ready), 3000);
-        mic.go = true;
+        QCOMPARE(ret, 1);
+        QCOMPARE(popups.size(), 1);
+        QCOMPARE(popups[0][0].toInt(), 0);
+        QVERIFY(popups[0][1].toString().contains("WARNING! Microphone recording is disabled."));
+        QCOMPARE(cap.fillAudioParams(params), 1);
+        QCOMPARE(QList<int>({params.sampleRate, params.channels}), QList<int>({44100, 2}));
+        // The substitute delivers, so the recording keeps a (silent) track.
+        cap.start();
+        QTRY_VERIFY_WITH_TIMEOUT(cap.ready, 3000);
+        QVERIFY(stopSource(&cap));
+        QCOMPARE(cap.meanLevel, 0.0);
+    }
+
+    void mixesOneAndTwoInputs()
+    {
+        // The tone alone, then the tone mixed with silence on the system sound
+        // input: the mix halves every input, so the second track is half as loud.
+        double rmsAlone = 0;
+        for (int inputs = 1; inputs <= 2; ++inputs) {
+            ffmpegAudioCap mic;
+            pulseAudioLoopback system;
+            MixerUnderTest m;
+            m.mix.bitRate = 128000;
+            AudioParams in[2];
+            QCOMPARE(mic.open_input_device(kTone), 1);
+            QCOMPARE(mic.fillAudioParams(in[0]), 1);
+            if (inputs == 2) {
+                system.setDevice(kSilence);
+                system.start();
+                QCOMPARE(system.fillAudioParams(in[1]), 1);
+            }
+            QVERIFY(m.open(in, inputs));
+            connect(&mic, &ffmpegAudioCap::passAudioToMixEnc, &m.mix, &ffmpegAudioMixEnc::passAudioToMixEnc);
+            connect(&system, &pulseAudioLoopback::passAudioToMixEnc, &m.mix, &ffmpegAudioMixEnc::passAudioToMixEnc);
+            m.mix.start();
+            mic.start();
+            QTRY_VERIFY_WITH_TIMEOUT(mic.ready && (inputs == 1 || system.ready), 3000);
+            mic.go = true;
+            system.go = true;
+            QTRY_VERIFY_WITH_TIMEOUT(m.sink.packets.size() >= 60, 6000);
+            QVERIFY(stopSource(&mic));
+            system.running = 0;
+            QCOMPARE(system.stopCapture(), 0);
+            const DecodedSound sound = m.finish();
+            for (const PacketPtr& p : m.sink.packets)
+                QCOMPARE(p->stream_index, 1);
+            QCOMPARE(sound.sampleRate, 44100);
+            QCOMPARE(sound.channels, 2);
+            // The first packets (encoder start-up and the mix fading in) are skipped.
+            const size_t from = 20 * 1024;
+            const double tone = toneAmplitude(sound.left, 44100, 440, from);
+            QVERIFY2(tone > 20 * toneAmplitude(sound.left, 44100, 520, from), qPrintable(QString::number(tone)));
+            const double rms = rmsOf(sound.left, from);
+            if (inputs == 1) {
+                rmsAlone = rms;
+                QVERIFY(rmsAlone > 0.03);
+            } else {
+                QVERIFY2(qAbs(rms / rmsAlone - 0.5) < 0.08, qPrintable(QString("%1 vs %2").arg(rms).arg(rmsAlone)));
+            }
+            mic.freeUnused();
+            system.freeUnused();
+            m.mix.freeUnused();
+        }
+    }
+
+    void soundServerMonitors()
+    {
+        if (!haveSoundServer())
+            QSKIP("needs the private sound server");
+        QTemporaryDir dir;
+        QVERIFY(writeToneWav(dir.path() + "/tone.wav", 1000, 30));
+        TonePlayer player(dir.path() + "/tone.wav");
+        // The name the session gives is not a device: the default sink's monitor is read.
+        pulseAudioLoopback system;
+        system.setDevice("audio={8E146464-DB61-4309-AFA1-3578E927E935}");
+        system.start();
+        AudioParams params;
+        QCOMPARE(system.fillAudioParams(params), 1);
+        QCOMPARE(QList<int>({params.sampleFormat, params.channels, params.sampleRate, params.timeBase.den}),
+                 QList<int>({AV_SAMPLE_FMT_S16, 2, 44100, 44100}));
+
+        // Blocks go out as input 1, only with `go`; muted or at level 0 they keep coming, as zeros.
+        int frames = 0;
+        int silentFrames = 0;
+        QObject receiver;
+        connect(&system, &pulseAudioLoopback::passAudioToMixEnc, &receiver, [&](void* f, int index) {
+            AVFrame* frame = static_cast<AVFrame*>(f);
+            QCOMPARE(index, 1);
+            QCOMPARE(frame->format, int(AV_SAMPLE_FMT_S16));
+            const auto* s = reinterpret_cast<const int16_t*>(frame->data[0]);
+            silentFrames += std::all_of(s, s + frame->nb_samples * 2, [](int16_t v) { return v == 0; }) ? 1 : 0;
+            ++frames;
+            av_frame_free(&frame);
+        });
+        QTRY_VERIFY_WITH_TIMEOUT(system.ready && system.meanLevel > 0.2, 3000);
+        QCOMPARE(frames, 0);
         system.go = true;
-        QTRY_VERIFY_WITH_TIMEOUT(m.sink.packets.size() >= 60, 6000);
-        QVERIFY(stopSource(&mic));
+        QTRY_VERIFY_WITH_TIMEOUT(frames >= 3, 3000);
+        system.mute = true;
+        QTRY_COMPARE_WITH_TIMEOUT(system.meanLevel, 0.0, 3000);
+        system.mute = false;
+        QTRY_VERIFY_WITH_TIMEOUT(system.meanLevel > 0.2, 3000);
+        system.level = 0;
+        QTRY_COMPARE_WITH_TIMEOUT(system.meanLevel, 0.0, 3000);
+        const int before = frames;
+        QTRY_VERIFY_WITH_TIMEOUT(frames > before + 3, 3000);
+        QVERIFY(silentFrames >= 3);
+        // Only 0 counts: any other level passes the samples unchanged.
+        system.level = 30;
+        QTRY_VERIFY_WITH_TIMEOUT(system.meanLevel > 0.2, 3000);
+
         system.running = 0;
         QCOMPARE(system.stopCapture(), 0);
+        // stopCapture returned only after the loop had ended.
         QCOMPARE(system.started, 0);
-        const DecodedSound sound = m.finish();
-        QCOMPARE(m.mix.started, 0);
-        for (const PacketPtr& p : m.sink.packets) {
-            QCOMPARE(p->stream_index, 1);
-            QCOMPARE(p->time_base.den, 44100);
-        }
-        // The first packets (encoder start-up and the mix fading in) are skipped.
-        QCOMPARE(sound.sampleRate, 44100);
-        QCOMPARE(sound.channels, 2);
-        const size_t from = 20 * 1024;
-        const double tone = toneAmplitude(sound.left, 44100, 440, from);
-        QVERIFY2(tone > 20 * toneAmplitude(sound.left, 44100, 520, from), qPrintable(QString::number(tone)));
-        const double rms = rmsOf(sound.left, from);
-        if (inputs == 1) {
-            rmsAlone = rms;
-            QVERIFY(rmsAlone > 0.03);
-        } else {
-            QVERIFY2(qAbs(rms / rmsAlone - 0.5) < 0.08, qPrintable(QString("%1 vs %2").arg(rms).arg(rmsAlone)));
-        }
-        mic.freeUnused();
-        system.freeUnused();
-        m.mix.freeUnused();
+        QCOMPARE(system.clientStarted, false);
+        QVERIFY(system.wait(2000));
+
+        // The idle-time meter on that sink's monitor.
+        ffAudioMonitor monitor;
+        // Opened by its owner first, as the controller does, then started.
+        QCOMPARE(monitor.open_input_device("audio=orlune_speakers.monitor"), 1);
+        monitor.start(QThread::LowPriority);
+        QTRY_VERIFY_WITH_TIMEOUT(monitor.ready && monitor.meanLevel > 0.01, 5000);
+        QVERIFY(ffAudioMonitor::levelPercent(monitor.meanLevel) > 30);
+
+        monitor.level = 0;
+        QTRY_COMPARE_WITH_TIMEOUT(monitor.meanLevel, 0.0, 3000);
+        monitor.level = 100;
+        QTRY_VERIFY_WITH_TIMEOUT(monitor.meanLevel > 0.01, 3000);
+        monitor.mute = true;
+        QTRY_COMPARE_WITH_TIMEOUT(monitor.meanLevel, 0.0, 3000);
+
+        monitor.running = 0;
+        QVERIFY(monitor.wait(3000));
+        // The end of the run puts mute and level back.
+        QCOMPARE(monitor.mute, false);
+        QCOMPARE(monitor.level, 100);
+
+        // A second run opens the input itself.
+        monitor.start();
+        QTRY_VERIFY_WITH_TIMEOUT(monitor.meanLevel > 0.01, 5000);
+        monitor.running = 0;
+        QVERIFY(monitor.wait(3000));
+        monitor.freeUnused();
+        QCOMPARE(monitor.ready, false);
     }
-}
 
-void TestAudioWorkers::systemSoundReadsMonitor()
-{
-    if (!haveSoundServer())
-        QSKIP("needs the private sound server");
-    // What plays on the default sink, here a tone at half scale.
-    QTemporaryDir dir;
-    QVERIFY(writeToneWav(dir.path() + "/tone.wav", 1000, 20));
-    TonePlayer player(dir.path() + "/tone.wav");
-    // The name the session gives is not a device: the default sink's monitor is read.
-    pulseAudioLoopback system;
-    system.setDevice("audio={8E146464-DB61-4309-AFA1-3578E927E935}");
-    system.start();
-    AudioParams params;
-    QCOMPARE(system.fillAudioParams(params), 1);
-    QCOMPARE(params.sampleFormat, AV_SAMPLE_FMT_S16);
-    QCOMPARE(params.channels, 2);
-    QCOMPARE(params.sampleRate, 44100);
-    QCOMPARE(params.timeBase.den, 44100);
-
-    // Blocks go out as input 1, only with `go`; muted or at level 0 they keep coming, as zeros.
-    int frames = 0;
-    int silentFrames = 0;
-    QObject receiver;
-    connect(&system, &pulseAudioLoopback::passAudioToMixEnc, &receiver, [&](void* f, int index) {
-        AVFrame* frame = static_cast<AVFrame*>(f);
-        QCOMPARE(index, 1);
-        QCOMPARE(frame->format, int(AV_SAMPLE_FMT_S16));
-        const auto* s = reinterpret_cast<const int16_t*>(frame->data[0]);
-        silentFrames += std::all_of(s, s + frame->nb_samples * 2, [](int16_t v) { return v == 0; }) ? 1 : 0;
-        ++frames;
-        av_frame_free(&frame);
-    });
-    QTRY_VERIFY_WITH_TIMEOUT(system.ready && system.meanLevel > 0.2, 3000);
-    QCOMPARE(frames, 0);
-    system.go = true;
-    QTRY_VERIFY_WITH_TIMEOUT(frames >= 3, 3000);
-    system.mute = true;
-    QTRY_COMPARE_WITH_TIMEOUT(system.meanLevel, 0.0, 3000);
-    system.mute = false;
-    QTRY_VERIFY_WITH_TIMEOUT(system.meanLevel > 0.2, 3000);
-    system.level = 0;
-    QTRY_COMPARE_WITH_TIMEOUT(system.meanLevel, 0.0, 3000);
-    const int before = frames;
-    QTRY_VERIFY_WITH_TIMEOUT(frames > before + 3, 3000);
-    QVERIFY(silentFrames >= 3);
-    // Only 0 counts: any other level passes the samples unchanged.
-    system.level = 30;
-    QTRY_VERIFY_WITH_TIMEOUT(system.meanLevel > 0.2, 3000);
-
-    system.running = 0;
-    QCOMPARE(system.stopCapture(), 0);
-    // stopCapture returned only after the loop had ended.
-    QCOMPARE(system.started, 0);
-    QCOMPARE(system.clientStarted, false);
-    QVERIFY(system.wait(2000));
-}
-
-void TestAudioWorkers::systemSoundWithoutServerIsDropped()
-{
-    const QByteArray server = qgetenv("PULSE_SERVER");
-    qputenv("PULSE_SERVER", "unix:/nonexistent/orlune-no-server");
-    pulseAudioLoopback system;
-    QSignalSpy popups(&system, &pulseAudioLoopback::audioPopup);
-    system.setDevice("audio={8E146464-DB61-4309-AFA1-3578E927E935}");
-    system.start();
-    AudioParams params;
-    QCOMPARE(system.fillAudioParams(params), 0);
-    QVERIFY(system.wait(3000));
-    if (server.isEmpty())
-        qunsetenv("PULSE_SERVER");
-    else
-        qputenv("PULSE_SERVER", server);
-    QTRY_COMPARE(popups.size(), 1);
-    QCOMPARE(popups[0][0].toInt(), 1);
-    QCOMPARE(popups[0][1].toString(), QString("<h1>WARNING: System Sound Recording is DISABLED!</h1>"));
-    QCOMPARE(system.stopCapture(), 0);
-}
-
-void TestAudioWorkers::silencePlayerReportsStarted()
-{
-    pulseAudioSilence silence;
-    silence.start();
-    QTRY_VERIFY_WITH_TIMEOUT(silence.started, 2000);
-    QVERIFY(!silence.isFinished());
-    silence.running = 0;
-    silence.stopPlayer();
-    QVERIFY(silence.wait(1000));
-    QCOMPARE(silence.started, 0);
-    silence.freeUnused();
-    QVERIFY(!silence.deviceOpen);
-}
-
-void TestAudioWorkers::mixerEncodesBlocksOf1024()
-{
-    MixerUnderTest m;
-    AudioParams in[1] = {recordingAudioOut()};
-    QVERIFY(m.open(in, 1, 0));
-    ffmpegAudioMixEnc& mix = m.mix;
-    const std::vector<PacketPtr>& packets = m.sink.packets;
-    mix.start();
-    QTRY_VERIFY(mix.running == 1);
-
-    auto block = [](int64_t pts) {
-        AVFrame* f = av_frame_alloc();
-        ffSetFrameChannels(f, 3, 2);
-        f->sample_rate = 44100;
-        f->format = AV_SAMPLE_FMT_S16;
-        f->nb_samples = 4096;
-        f->pts = pts;
-        av_frame_get_buffer(f, 0);
-        memset(f->data[0], 0, 4096 * 4);
-        return f;
-    };
-    // A source the mix does not have (the system sound's index with one input) is dropped.
-    for (int i = 0; i < 4; ++i)
-        mix.passAudioToMixEnc(block(i * 4096), 1);
-    QTest::qWait(100);
-    QCOMPARE(packets.size(), size_t(0));
-    // Four blocks of 4096 leave as sixteen frames of 1024, and the encoder's
-    // one frame of priming comes out with the flush.
-    for (int i = 0; i < 4; ++i)
-        mix.passAudioToMixEnc(block(i * 4096), 0);
-    QTRY_VERIFY(packets.size() >= 15);
-    QVERIFY(stopEncoder(&mix));
-    QTest::qWait(50);
-    QCOMPARE(packets.size(), size_t(17));
-    for (const PacketPtr& p : packets) {
-        QCOMPARE(p->stream_index, 0);
-        QCOMPARE(p->duration, int64_t(1024));
+    void systemSoundWithoutServerIsDropped()
+    {
+        const QByteArray server = qgetenv("PULSE_SERVER");
+        qputenv("PULSE_SERVER", "unix:/nonexistent/orlune-no-server");
+        pulseAudioLoopback system;
+        QSignalSpy popups(&system, &pulseAudioLoopback::audioPopup);
+        system.setDevice("audio={8E146464-DB61-4309-AFA1-3578E927E935}");
+        system.start();
+        AudioParams params;
+        QCOMPARE(system.fillAudioParams(params), 0);
+        QVERIFY(system.wait(3000));
+        if (server.isEmpty())
+            qunsetenv("PULSE_SERVER");
+        else
+            qputenv("PULSE_SERVER", server);
+        QTRY_COMPARE(popups.size(), 1);
+        QCOMPARE(popups[0][0].toInt(), 1);
+        QCOMPARE(popups[0][1].toString(), QString("<h1>WARNING: System Sound Recording is DISABLED!</h1>"));
+        QCOMPARE(system.stopCapture(), 0);
     }
-}
 
-void TestAudioWorkers::monitorPercentRule_data()
-{
-    QTest::addColumn<double>("meanLevel");
-    QTest::addColumn<int>("percent");
-    QTest::newRow("nothing") << 0.0 << 0;
-    QTest::newRow("at the floor") << 0.000001 << 0;
-    QTest::newRow("below -60 dB") << 0.0005 << 0;
-    QTest::newRow("-60 dB") << 0.001 << 0;
-    QTest::newRow("-40 dB") << 0.01 << 33;
-    QTest::newRow("-20 dB") << 0.1 << 66;
-    QTest::newRow("half scale") << 0.5 << 89;
-    QTest::newRow("full scale") << 1.0 << 100;
-    QTest::newRow("over full scale") << 1.5 << 100;
-}
+    void silencePlayerReportsStarted()
+    {
+        pulseAudioSilence silence;
+        silence.start();
+        QTRY_VERIFY_WITH_TIMEOUT(silence.started, 2000);
+        QVERIFY(!silence.isFinished());
+        silence.running = 0;
+        silence.stopPlayer();
+        QVERIFY(silence.wait(1000));
+        QCOMPARE(silence.started, 0);
+        silence.freeUnused();
+        QVERIFY(!silence.deviceOpen);
+    }
 
-void TestAudioWorkers::monitorPercentRule()
-{
-    QFETCH(double, meanLevel);
-    QTEST(ffAudioMonitor::levelPercent(meanLevel), "percent");
-}
+    void mixerEncodesBlocksOf1024()
+    {
+        MixerUnderTest m;
+        AudioParams in[1] = {recordingAudioOut()};
+        QVERIFY(m.open(in, 1, 0));
+        ffmpegAudioMixEnc& mix = m.mix;
+        const std::vector<PacketPtr>& packets = m.sink.packets;
+        mix.start();
+        QTRY_VERIFY(mix.running == 1);
 
-void TestAudioWorkers::monitorMeasuresSoundServerSource()
-{
-    if (!haveSoundServer())
-        QSKIP("needs the private sound server");
-    QTemporaryDir dir;
-    QVERIFY(writeToneWav(dir.path() + "/tone.wav", 440, 30));
-    TonePlayer player(dir.path() + "/tone.wav");
-    QVERIFY(player.running());
-    ffAudioMonitor monitor;
-    // Opened by its owner first, as the controller does, then started.
-    QCOMPARE(monitor.open_input_device("audio=orlune_speakers.monitor"), 1);
-    monitor.start(QThread::LowPriority);
-    QTRY_VERIFY_WITH_TIMEOUT(monitor.ready && monitor.meanLevel > 0.01, 5000);
-    QVERIFY(monitor.started);
-    QVERIFY(ffAudioMonitor::levelPercent(monitor.meanLevel) > 30);
+        auto block = [](int64_t pts) {
+            AVFrame* f = av_frame_alloc();
+            ffSetFrameChannels(f, 3, 2);
+            f->sample_rate = 44100;
+            f->format = AV_SAMPLE_FMT_S16;
+            f->nb_samples = 4096;
+            f->pts = pts;
+            av_frame_get_buffer(f, 0);
+            memset(f->data[0], 0, 4096 * 4);
+            return f;
+        };
+        // A source the mix does not have (the system sound's index with one input) is dropped.
+        for (int i = 0; i < 4; ++i)
+            mix.passAudioToMixEnc(block(i * 4096), 1);
+        QTest::qWait(100);
+        QCOMPARE(packets.size(), size_t(0));
+        // Four blocks of 4096 leave as sixteen frames of 1024, and the encoder's
+        // one frame of priming comes out with the flush.
+        for (int i = 0; i < 4; ++i)
+            mix.passAudioToMixEnc(block(i * 4096), 0);
+        QTRY_VERIFY(packets.size() >= 15);
+        QVERIFY(stopEncoder(&mix));
+        QTest::qWait(50);
+        QCOMPARE(packets.size(), size_t(17));
+        for (const PacketPtr& p : packets) {
+            QCOMPARE(p->stream_index, 0);
+            QCOMPARE(p->duration, int64_t(1024));
+        }
+    }
 
-    monitor.level = 0;
-    QTRY_COMPARE_WITH_TIMEOUT(monitor.meanLevel, 0.0, 3000);
-    monitor.level = 100;
-    QTRY_VERIFY_WITH_TIMEOUT(monitor.meanLevel > 0.01, 3000);
-    monitor.mute = true;
-    QTRY_COMPARE_WITH_TIMEOUT(monitor.meanLevel, 0.0, 3000);
-    QCOMPARE(ffAudioMonitor::levelPercent(monitor.meanLevel), 0);
+    void monitorPercentRule_data()
+    {
+        QTest::addColumn<double>("meanLevel");
+        QTest::addColumn<int>("percent");
+        QTest::newRow("nothing") << 0.0 << 0;
+        QTest::newRow("at the floor") << 0.000001 << 0;
+        QTest::newRow("below -60 dB") << 0.0005 << 0;
+        QTest::newRow("-60 dB") << 0.001 << 0;
+        QTest::newRow("-40 dB") << 0.01 << 33;
+        QTest::newRow("-20 dB") << 0.1 << 66;
+        QTest::newRow("half scale") << 0.5 << 89;
+        QTest::newRow("full scale") << 1.0 << 100;
+        QTest::newRow("over full scale") << 1.5 << 100;
+    }
 
-    monitor.running = 0;
-    QVERIFY(monitor.wait(3000));
-    // The end of the run puts mute and level back.
-    QCOMPARE(monitor.started, 0);
-    QCOMPARE(monitor.mute, false);
-    QCOMPARE(monitor.level, 100);
+    void monitorPercentRule()
+    {
+        QFETCH(double, meanLevel);
+        QTEST(ffAudioMonitor::levelPercent(meanLevel), "percent");
+    }
 
-    // A second run opens the input itself.
-    monitor.start();
-    QTRY_VERIFY_WITH_TIMEOUT(monitor.meanLevel > 0.01, 5000);
-    monitor.running = 0;
-    QVERIFY(monitor.wait(3000));
-    monitor.freeUnused();
-    QCOMPARE(monitor.ready, false);
-}
-
-void TestAudioWorkers::monitorOnMissingSourceEndsQuietly()
-{
-    ffAudioMonitor monitor;
-    QVERIFY(monitor.open_input_device("audio=orlune_no_such_source") < 0);
-    monitor.setDevice("audio=orlune_no_such_source");
-    monitor.start();
-    QVERIFY(monitor.wait(5000));
-    QCOMPARE(monitor.running, 0);
-    QCOMPARE(monitor.started, 0);
-    QCOMPARE(monitor.meanLevel, 0.0);
-}
+    void monitorOnMissingSourceEndsQuietly()
+    {
+        ffAudioMonitor monitor;
+        QVERIFY(monitor.open_input_device("audio=orlune_no_such_source") < 0);
+        monitor.setDevice("audio=orlune_no_such_source");
+        monitor.start();
+        QVERIFY(monitor.wait(5000));
+        QCOMPARE(monitor.running, 0);
+        QCOMPARE(monitor.started, 0);
+        QCOMPARE(monitor.meanLevel, 0.0);
+    }
+};
 
 QTEST_MAIN(TestAudioWorkers)
 #include "test_audio_workers.moc"

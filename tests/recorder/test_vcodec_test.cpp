@@ -11,15 +11,6 @@ extern "C" {
 #include <libavcodec/avcodec.h>
 }
 
-class TestVCodecTest : public QObject
-{
-    Q_OBJECT
-
-private slots:
-    void rowsOnThisMachine();
-    void tooLargeDisplayFallsBackTo1080();
-};
-
 namespace {
 QString rowText(const ffmpegVCodecTest::CodecRow& row)
 {
@@ -31,48 +22,54 @@ QString rowText(const ffmpegVCodecTest::CodecRow& row)
 }
 } // namespace
 
-void TestVCodecTest::rowsOnThisMachine()
+class TestVCodecTest : public QObject
 {
-    QSize largest(1920, 1080);
-    for (QScreen* screen : QGuiApplication::screens())
-        largest = largest.expandedTo(screen->geometry().size());
-    QCOMPARE(ffmpegVCodecTest::maxDisplaySize(), largest);
+    Q_OBJECT
 
-    ffmpegVCodecTest test;
-    for (const auto& row : test.codecs)
-        QVERIFY(!row.maxres && !row.fallback1080); // at rest until the thread has run
-    test.start();
-    QVERIFY(test.wait(60000));
+private slots:
+    void rowsOnThisMachine()
+    {
+        QSize largest(1920, 1080);
+        for (QScreen* screen : QGuiApplication::screens())
+            largest = largest.expandedTo(screen->geometry().size());
+        QCOMPARE(ffmpegVCodecTest::maxDisplaySize(), largest);
 
-    // The platform's own encoder does not exist here, so neither of its rows
-    // opens; the software encoder opens at the screen's size and so is not tried again at 1080p.
-    QStringList rows;
-    for (const auto& row : test.codecs)
-        rows << rowText(row);
-    const bool haveOpenH264 = avcodec_find_encoder_by_name("libopenh264") != nullptr;
-    QCOMPARE(rows.at(0), QString("h264_mf hw:1 N/N"));
-    QCOMPARE(rows.at(1), QString("h264_mf hw:0 N/N"));
-    if (!haveOpenH264)
-        QCOMPARE(rows.at(2), QString("libopenh264 hw:0 N/N"));
-    QCOMPARE(rows.at(3), QString("libx264 hw:0 Y/N"));
-    QVERIFY(test.codecs[3].usable());
-    QVERIFY(!test.codecs[0].usable());
-}
+        ffmpegVCodecTest test;
+        for (const auto& row : test.codecs)
+            QVERIFY(!row.maxres && !row.fallback1080); // at rest until the thread has run
+        test.start();
+        QVERIFY(test.wait(60000));
 
-void TestVCodecTest::tooLargeDisplayFallsBackTo1080()
-{
-    // No encoder takes a picture this large; the retry at 1920x1080 works, and rows are tested again from scratch.
-    QVERIFY(!ffmpegVCodecTest::testCodec("libx264", 20000, 20000, false));
-    QVERIFY(ffmpegVCodecTest::testCodec("libx264", 1920, 1080, false));
-    QVERIFY(!ffmpegVCodecTest::testCodec("orlune_no_such_encoder", 640, 360, false));
-    ffmpegVCodecTest test;
-    test.testAll(QSize(20000, 20000));
-    if (!avcodec_find_encoder_by_name("libopenh264"))
-        QCOMPARE(rowText(test.codecs[2]), QString("libopenh264 hw:0 N/N"));
-    QCOMPARE(rowText(test.codecs[3]), QString("libx264 hw:0 N/Y"));
-    test.testAll(QSize(1280, 720));
-    QCOMPARE(rowText(test.codecs[3]), QString("libx264 hw:0 Y/N"));
-}
+        // The platform's own encoder does not exist here, so neither of its rows
+        // opens; the software encoder opens at the screen's size and so is not tried again at 1080p.
+        QStringList rows;
+        for (const auto& row : test.codecs)
+            rows << rowText(row);
+        const bool haveOpenH264 = avcodec_find_encoder_by_name("libopenh264") != nullptr;
+        QCOMPARE(rows.at(0), QString("h264_mf hw:1 N/N"));
+        QCOMPARE(rows.at(1), QString("h264_mf hw:0 N/N"));
+        if (!haveOpenH264)
+            QCOMPARE(rows.at(2), QString("libopenh264 hw:0 N/N"));
+        QCOMPARE(rows.at(3), QString("libx264 hw:0 Y/N"));
+        QVERIFY(test.codecs[3].usable());
+        QVERIFY(!test.codecs[0].usable());
+    }
+
+    void tooLargeDisplayFallsBackTo1080()
+    {
+        // No encoder takes a picture this large; the retry at 1920x1080 works, and rows are tested again from scratch.
+        QVERIFY(!ffmpegVCodecTest::testCodec("libx264", 20000, 20000, false));
+        QVERIFY(ffmpegVCodecTest::testCodec("libx264", 1920, 1080, false));
+        QVERIFY(!ffmpegVCodecTest::testCodec("orlune_no_such_encoder", 640, 360, false));
+        ffmpegVCodecTest test;
+        test.testAll(QSize(20000, 20000));
+        if (!avcodec_find_encoder_by_name("libopenh264"))
+            QCOMPARE(rowText(test.codecs[2]), QString("libopenh264 hw:0 N/N"));
+        QCOMPARE(rowText(test.codecs[3]), QString("libx264 hw:0 N/Y"));
+        test.testAll(QSize(1280, 720));
+        QCOMPARE(rowText(test.codecs[3]), QString("libx264 hw:0 Y/N"));
+    }
+};
 
 QTEST_MAIN(TestVCodecTest)
 #include "test_vcodec_test.moc"

@@ -73,163 +73,149 @@ class TestVideoWorkers : public QObject
     Q_OBJECT
 
 private slots:
-    void encodesTestPicture_data();
-    void encodesTestPicture();
-    void refusesFramesBeyondQueueLimit();
-    void picksEncoderAndBitRate();
-    void opensXDisplayAfterDesktopDuplicationFails();
-    void reportsBadInput();
-};
-
-void TestVideoWorkers::encodesTestPicture_data()
-{
-    QTest::addColumn<int>("outWidth");
-    QTest::addColumn<int>("outHeight");
-    QTest::addColumn<int>("cropW");
-    QTest::addColumn<int>("cropH");
-    QTest::newRow("scaled") << 240 << 180 << 0 << 0;
-    QTest::newRow("cropped") << 160 << 120 << 160 << 120;
-}
-
-void TestVideoWorkers::encodesTestPicture()
-{
-    QFETCH(int, outWidth);
-    QFETCH(int, outHeight);
-    QFETCH(int, cropW);
-    QFETCH(int, cropH);
-    VideoChain chain;
-    QVERIFY(chain.open(outWidth, outHeight, 8, 8, cropW, cropH));
-    QCOMPARE(chain.in.width, 320);
-    QCOMPARE(chain.in.height, 240);
-    QCOMPARE(chain.in.frameRate.num, 25);
-    QCOMPARE(chain.enc.codecName, QString("libx264"));
-
-    PacketSink sink(&chain.enc);
-    chain.enc.start();
-    QVERIFY(chain.startCapture());
-    QTRY_VERIFY_WITH_TIMEOUT(sink.packets.size() >= 5, 8000);
-    chain.stop();
-    QCOMPARE(chain.enc.started, 0);
-    // The flush at the end gives back every frame the encoder still held.
-    QTRY_COMPARE(int64_t(sink.packets.size()), chain.enc.outFrames);
-    const AVPacket* first = sink.packets.front().get();
-    QVERIFY(first->flags & AV_PKT_FLAG_KEY);
-    int64_t lastPts = -1;
-    for (const PacketPtr& p : sink.packets) {
-        QCOMPARE(p->stream_index, 0);
-        QCOMPARE(p->time_base.den, kOutputTimeBase.den);
-        QVERIFY(p->pts > lastPts);
-        QVERIFY(p->duration > 0);
-        lastPts = p->pts;
+    void encodesTestPicture_data()
+    {
+        QTest::addColumn<int>("outWidth");
+        QTest::addColumn<int>("outHeight");
+        QTest::addColumn<int>("cropW");
+        QTest::addColumn<int>("cropH");
+        QTest::newRow("scaled") << 240 << 180 << 0 << 0;
+        QTest::newRow("cropped") << 160 << 120 << 160 << 120;
     }
-    // 25 frames a second in a 1/12800 time base: 512 ticks per frame.
-    QCOMPARE(sink.packets[1]->pts - sink.packets[0]->pts, int64_t(512));
 
-    QTemporaryDir dir;
-    const QString path = dir.filePath("picture.h264");
-    QVERIFY(writeElementaryStream(path, chain.output->streams[0]->codecpar, sink.packets));
-    // ffprobe gives the values in its own order.
-    QCOMPARE(probeStreamValue(path, "codec_name,profile,width,height,pix_fmt").split('\n'),
-             QStringList({"h264", "Main", QString::number(outWidth), QString::number(outHeight), "yuv420p"}));
-}
+    void encodesTestPicture()
+    {
+        QFETCH(int, outWidth);
+        QFETCH(int, outHeight);
+        QFETCH(int, cropW);
+        QFETCH(int, cropH);
+        VideoChain chain;
+        QVERIFY(chain.open(outWidth, outHeight, 8, 8, cropW, cropH));
+        QCOMPARE(QList<int>({chain.in.width, chain.in.height, chain.in.frameRate.num}), QList<int>({320, 240, 25}));
+        QCOMPARE(chain.enc.codecName, QString("libx264"));
 
-void TestVideoWorkers::refusesFramesBeyondQueueLimit()
-{
-    VideoChain chain;
-    QVERIFY(chain.open(320, 240));
-    PacketSink sink(&chain.enc);
-    // The encoder accepts frames but its loop does not run: nothing drains the graph.
-    chain.enc.running = 1;
-    QVERIFY(chain.startCapture());
-    QTRY_VERIFY_WITH_TIMEOUT(chain.enc.droppedFrames >= 5, 5000);
-    QCOMPARE(chain.enc.queued, 16);
-    QCOMPARE(chain.enc.inFrames, int64_t(16));
+        PacketSink sink(&chain.enc);
+        chain.enc.start();
+        QVERIFY(chain.startCapture());
+        QTRY_VERIFY_WITH_TIMEOUT(sink.packets.size() >= 5, 8000);
+        chain.stop();
+        // The flush at the end gives back every frame the encoder still held.
+        QTRY_COMPARE(int64_t(sink.packets.size()), chain.enc.outFrames);
+        const AVPacket* first = sink.packets.front().get();
+        QVERIFY(first->flags & AV_PKT_FLAG_KEY);
+        int64_t lastPts = -1;
+        for (const PacketPtr& p : sink.packets) {
+            QCOMPARE(p->stream_index, 0);
+            QCOMPARE(p->time_base.den, kOutputTimeBase.den);
+            QVERIFY(p->pts > lastPts);
+            QVERIFY(p->duration > 0);
+            lastPts = p->pts;
+        }
+        // 25 frames a second in a 1/12800 time base: 512 ticks per frame.
+        QCOMPARE(sink.packets[1]->pts - sink.packets[0]->pts, int64_t(512));
 
-    // Once the loop runs the queue drains and the held frames come out encoded.
-    chain.enc.start();
-    QTRY_VERIFY_WITH_TIMEOUT(chain.enc.queued < 16 && !sink.packets.empty(), 5000);
-    chain.stop();
-}
+        QTemporaryDir dir;
+        const QString path = dir.filePath("picture.h264");
+        QVERIFY(writeElementaryStream(path, chain.output->streams[0]->codecpar, sink.packets));
+        // ffprobe gives the values in its own order.
+        QCOMPARE(probeStreamValue(path, "codec_name,profile,width,height,pix_fmt").split('\n'),
+                 QStringList({"h264", "Main", QString::number(outWidth), QString::number(outHeight), "yuv420p"}));
+    }
 
-void TestVideoWorkers::picksEncoderAndBitRate()
-{
-    ffmpegVideoEnc enc;
-    VideoParams params;
-    params.width = 1920;
-    params.height = 1200;
-    params.timeBase = kOutputTimeBase;
-    params.frameRate = AVRational{25, 1};
-    params.sampleAspectRatio = AVRational{1, 1};
-    params.pixelFormat = AV_PIX_FMT_YUV420P;
+    void refusesFramesBeyondQueueLimit()
+    {
+        VideoChain chain;
+        QVERIFY(chain.open(320, 240));
+        PacketSink sink(&chain.enc);
+        // The encoder accepts frames but its loop does not run: nothing drains the graph.
+        chain.enc.running = 1;
+        QVERIFY(chain.startCapture());
+        QTRY_VERIFY_WITH_TIMEOUT(chain.enc.droppedFrames >= 5, 5000);
+        QCOMPARE(chain.enc.queued, 16);
+        QCOMPARE(chain.enc.inFrames, int64_t(16));
 
-    enc.bitrateFactor = 2100;
-    QCOMPARE(enc.init_video_codec("no_such_encoder", params, 75, false), 1);
-    QCOMPARE(enc.codecName, QString("libx264")); // the last of the fallbacks present here
-    QVERIFY(qAbs(enc.bitRate - 3187575) < 4);
-    QCOMPARE(enc.codecContext->qmin, 16);
-    QCOMPARE(enc.codecContext->qmax, 41);
-    QCOMPARE(enc.codecContext->rc_max_rate, int64_t(enc.bitRate + enc.bitRate * 30 / 100));
+        // Once the loop runs the queue drains and the held frames come out encoded.
+        chain.enc.start();
+        QTRY_VERIFY_WITH_TIMEOUT(chain.enc.queued < 16 && !sink.packets.empty(), 5000);
+        chain.stop();
+    }
 
-    params.width = 1280;
-    params.height = 800;
-    enc.bitrateFactor = 1100;
-    QCOMPARE(enc.init_video_codec("libx264", params, -1, false), 1);
-    QVERIFY(qAbs(enc.bitRate - 1113121) < 4);
-    QCOMPARE(enc.quality, -1);
-    QCOMPARE(enc.codecContext->qmin, 10); // no quality rule at -1
-    QCOMPARE(enc.codecContext->qmax, 51);
-    QCOMPARE(enc.init_video_codec("libx264", params, -7, false), 1);
-    QCOMPARE(enc.quality, 40);
-}
+    void picksEncoderAndBitRate()
+    {
+        ffmpegVideoEnc enc;
+        VideoParams params;
+        params.width = 1920;
+        params.height = 1200;
+        params.timeBase = kOutputTimeBase;
+        params.frameRate = AVRational{25, 1};
+        params.sampleAspectRatio = AVRational{1, 1};
+        params.pixelFormat = AV_PIX_FMT_YUV420P;
 
-void TestVideoWorkers::opensXDisplayAfterDesktopDuplicationFails()
-{
-    const QByteArray display = qgetenv("DISPLAY");
-    if (display.isEmpty())
-        QSKIP("needs an X display");
-    ffmpegVideoCap cap;
-    cap.useDdagrab = true;
-    cap.setCaptureParams(16, 32, 320, 200);
-    QVERIFY(cap.open_input_device(display.constData()) >= 1);
-    QVERIFY(!cap.useDdagrab);
-    VideoParams params;
-    QCOMPARE(cap.fillVideoParams(params), 1);
-    QCOMPARE(params.width, 320);
-    QCOMPARE(params.height, 200);
+        enc.bitrateFactor = 2100;
+        QCOMPARE(enc.init_video_codec("no_such_encoder", params, 75, false), 1);
+        QCOMPARE(enc.codecName, QString("libx264")); // the last of the fallbacks present here
+        QVERIFY(qAbs(enc.bitRate - 3187575) < 4);
+        QCOMPARE(QList<int>({enc.codecContext->qmin, enc.codecContext->qmax}), QList<int>({16, 41}));
+        QCOMPARE(enc.codecContext->rc_max_rate, int64_t(enc.bitRate + enc.bitRate * 30 / 100));
 
-    // Frames of the screen reach the receiver once `go` is set.
-    int frames = 0;
-    QObject receiver;
-    connect(&cap, &ffmpegVideoCap::passVideoToEnc, &receiver, [&](void* f, int index) {
-        AVFrame* frame = static_cast<AVFrame*>(f);
-        frames += index == 0 && frame->width == 320 ? 1 : 0;
-        av_frame_free(&frame);
-    });
-    cap.start();
-    QTRY_VERIFY_WITH_TIMEOUT(cap.ready, 5000);
-    cap.go = true;
-    QTRY_VERIFY_WITH_TIMEOUT(frames >= 5, 5000);
-    QVERIFY(stopSource(&cap));
-    QCOMPARE(cap.started, 0);
-    cap.freeUnused();
-    QVERIFY(!cap.inputContext);
-}
+        params.width = 1280;
+        params.height = 800;
+        enc.bitrateFactor = 1100;
+        QCOMPARE(enc.init_video_codec("libx264", params, -1, false), 1);
+        QVERIFY(qAbs(enc.bitRate - 1113121) < 4);
+        QCOMPARE(enc.quality, -1);
+        QCOMPARE(QList<int>({enc.codecContext->qmin, enc.codecContext->qmax}), QList<int>({10, 51})); // no quality rule
+        QCOMPARE(enc.init_video_codec("libx264", params, -7, false), 1);
+        QCOMPARE(enc.quality, 40);
+    }
 
-void TestVideoWorkers::reportsBadInput()
-{
-    ffmpegVideoCap cap;
-    QVERIFY(cap.open_input_device(":987") < 0);
-    QVERIFY(cap.open_input_device("lavfi:no_such_filter") < 0);
-    VideoParams params;
-    QCOMPARE(cap.fillVideoParams(params), 0);
+    void opensXDisplayAfterDesktopDuplicationFails()
+    {
+        const QByteArray display = qgetenv("DISPLAY");
+        if (display.isEmpty())
+            QSKIP("needs an X display");
+        ffmpegVideoCap cap;
+        cap.useDdagrab = true;
+        cap.setCaptureParams(16, 32, 320, 200);
+        QVERIFY(cap.open_input_device(display.constData()) >= 1);
+        QVERIFY(!cap.useDdagrab);
+        VideoParams params;
+        QCOMPARE(cap.fillVideoParams(params), 1);
+        QCOMPARE(QSize(params.width, params.height), QSize(320, 200));
 
-    // A frame without picture data is refused and freed, not fed to the graph.
-    ffmpegVideoEnc enc;
-    enc.running = 1;
-    enc.passVideoToEnc(av_frame_alloc(), 0);
-    QCOMPARE(enc.queued, 0);
-    QCOMPARE(enc.inFrames, int64_t(0));
-}
+        // Frames of the screen reach the receiver once `go` is set.
+        int frames = 0;
+        QObject receiver;
+        connect(&cap, &ffmpegVideoCap::passVideoToEnc, &receiver, [&](void* f, int index) {
+            AVFrame* frame = static_cast<AVFrame*>(f);
+            frames += index == 0 && frame->width == 320 ? 1 : 0;
+            av_frame_free(&frame);
+        });
+        cap.start();
+        QTRY_VERIFY_WITH_TIMEOUT(cap.ready, 5000);
+        cap.go = true;
+        QTRY_VERIFY_WITH_TIMEOUT(frames >= 5, 5000);
+        QVERIFY(stopSource(&cap));
+        cap.freeUnused();
+        QVERIFY(!cap.inputContext);
+    }
+
+    void reportsBadInput()
+    {
+        ffmpegVideoCap cap;
+        QVERIFY(cap.open_input_device(":987") < 0);
+        QVERIFY(cap.open_input_device("lavfi:no_such_filter") < 0);
+        VideoParams params;
+        QCOMPARE(cap.fillVideoParams(params), 0);
+
+        // A frame without picture data is refused and freed, not fed to the graph.
+        ffmpegVideoEnc enc;
+        enc.running = 1;
+        enc.passVideoToEnc(av_frame_alloc(), 0);
+        QCOMPARE(enc.queued, 0);
+        QCOMPARE(enc.inFrames, int64_t(0));
+    }
+};
 
 QTEST_MAIN(TestVideoWorkers)
 #include "test_video_workers.moc"
