@@ -180,6 +180,9 @@ private slots:
         QCOMPARE(gifFrames(gifPath), processed);
         QVERIFY(QFile::exists(dir().filePath("rec.mp4.jpg")));
 
+#ifdef __SANITIZE_ADDRESS__
+        return; // its stack checks can't follow the unwinding of a terminated thread
+#endif
         // These frames keep the thread busy longer than the destructor waits,
         // so it is terminated and the file is closed for it.
         QVERIFY(QFile::remove(gifPath));
@@ -219,7 +222,10 @@ private slots:
 
 private:
     std::unique_ptr<QTemporaryDir> tempDir;
-    QTemporaryDir& dir() { return *tempDir; }
+    QTemporaryDir& dir()
+    {
+        return *tempDir;
+    }
 };
 
 QTEST_GUILESS_MAIN(TestThumbCreator)
