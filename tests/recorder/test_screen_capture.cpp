@@ -280,7 +280,8 @@ private slots:
         cap.highlightMouse = true;
         cap.setCaptureParams(0, 0, 320, 240);
         cap.setPreviewPaths(previews.path(), "lost.gif", "lost.jpg");
-        QVERIFY(cap.open_input_device(server->display().constData()) >= 1);
+        // The server may take connections a moment after it has named its display.
+        QVERIFY(QTest::qWaitFor([&] { return cap.open_input_device(server->display().constData()) >= 1; }, 5000));
         cap.start();
         QTRY_VERIFY_WITH_TIMEOUT(cap.started && cap.videoFrameCount > 20, 5000);
 
