@@ -484,8 +484,7 @@ QString AppController::rewriteNameLineIfNeeded(QString wanted)
 {
     qDebug() << "[AC]:"
              << "rewriteNameLineIfNeeded" << wanted;
-    auto taken = [](const QString& name) { return FilesTable::titleTaken(name); };
-    if (!taken(wanted))
+    if (!FilesTable::titleTaken(wanted))
         return wanted;
     static const QRegularExpression numbered("^(.+)\\s\\((\\d+)\\)$");
     QString name = wanted;
@@ -494,7 +493,7 @@ QString AppController::rewriteNameLineIfNeeded(QString wanted)
         const QString base = m.hasMatch() ? m.captured(1) : name;
         const qulonglong number = m.hasMatch() ? m.captured(2).toULongLong() + 1 : 1;
         name = base + QString(" (%1)").arg(number);
-        if (!taken(name))
+        if (!FilesTable::titleTaken(name))
             return name;
     }
 }

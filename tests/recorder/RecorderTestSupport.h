@@ -106,4 +106,10 @@ struct TestLibrary
     QTemporaryDir dir;
     bool open() { return dir.isValid() && openDatabase(dir.path()); }
     QString databasePath() const { return dir.path() + "/orlune.sqlite"; }
+    // Points a session at the 640x360 test picture and `mic`, writing `name` into this folder.
+    void aim(ffmpegMux& coder, const char* mic, const QString& name, unsigned toUpload = 0) const
+    {
+        coder.setInputOutput(kTestVideo, mic, name, 0, dir.path(), toUpload);
+        coder.setCaptureParams(0, 0, 640, 360);
+    }
 };

@@ -153,8 +153,7 @@ private slots:
         SessionEvents session(coder);
         // Without system sound the microphone is the mixer's only input, and it delivers for one second only.
         coder.disableSys = true;
-        coder.setInputOutput(kTestVideo, "lavfi:sine=frequency=440:duration=1", "quiet.mp4", 0, library.dir.path(), 0);
-        coder.setCaptureParams(0, 0, 640, 360);
+        library.aim(coder, "lavfi:sine=frequency=440:duration=1", "quiet.mp4");
         QElapsedTimer sinceStart;
         const QStringList events = session.run(coder, [&] {
             sinceStart.start();
@@ -188,8 +187,7 @@ private:
         SessionEvents session(coder);
         if (setUp)
             setUp(coder);
-        coder.setInputOutput(kTestVideo, mic, name, 0, library.dir.path(), 0);
-        coder.setCaptureParams(0, 0, 640, 360);
+        library.aim(coder, mic, name);
         const QStringList events = session.run(coder, [&] {
             QTest::qWait(seconds * 500);
             if (midway)

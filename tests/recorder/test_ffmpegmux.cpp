@@ -105,8 +105,7 @@ private slots:
         coder.asys->setDevice("lavfi:sine=frequency=880");
         // A quote in the name must survive the SQL.
         const QString name = "bob's demo.mp4";
-        coder.setInputOutput(kTestVideo, kTestMic, name, 0, library.dir.path(), 1);
-        coder.setCaptureParams(0, 0, 640, 360);
+        library.aim(coder, kTestMic, name, 1);
         QCOMPARE(session.run(coder, [] { QTest::qWait(7000); }), QStringList({"started:0", "done:0"}));
 
         const QString path = library.dir.path() + "/" + name;
@@ -154,8 +153,7 @@ private slots:
         QList<int> popups;
         connect(&coder, &ffmpegMux::AudioPopup, &session, [&popups](int devid, QString) { popups << devid; });
         coder.disableSys = true;
-        coder.setInputOutput(kTestVideo, "audio=orlune_no_such_source", "nomic.mp4", 0, library.dir.path(), 0);
-        coder.setCaptureParams(0, 0, 640, 360);
+        library.aim(coder, "audio=orlune_no_such_source", "nomic.mp4");
         // The user hears of the microphone, and the recording runs on silence.
         QCOMPARE(session.run(coder, [] {}), QStringList({"started:0", "done:0"}));
         QCOMPARE(popups, QList<int>({0}));
@@ -167,8 +165,7 @@ private slots:
         SessionEvents session(coder);
         coder.disableSys = true;
         // Opens, but ends before its first sample: the microphone never gets ready.
-        coder.setInputOutput(kTestVideo, "lavfi:anullsrc,atrim=end_sample=0", "nodata.mp4", 0, library.dir.path(), 0);
-        coder.setCaptureParams(0, 0, 640, 360);
+        library.aim(coder, "lavfi:anullsrc,atrim=end_sample=0", "nodata.mp4");
         QElapsedTimer clock;
         clock.start();
         coder.start();
