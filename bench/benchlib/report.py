@@ -86,8 +86,8 @@ def sound_rows(orl, ref):
     ]
 
 
-def render(rows):
-    header = Row("Figure", "orlune", "ffmpeg", "target", "result")
+def render(rows, reference="ffmpeg"):
+    header = Row("Figure", "orlune", reference, "target", "result")
     cells = [[r.figure, r.orlune, r.reference, r.target, r.verdict] for r in [header, *rows]]
     widths = [max(len(c[i]) for c in cells) for i in range(5)]
     out = []
