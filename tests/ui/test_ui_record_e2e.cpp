@@ -168,6 +168,40 @@ private slots:
         orlune.terminate();
         QVERIFY(collectOrlune(orlune, 20000).finished);
     }
+
+    // The floating menu dragged to the left edge sticks there and turns
+    // vertical; after a restart it stands where it was left.
+    void floatingMenuSticksAndKeepsItsPlace()
+    {
+        const ScreenDriver user(baseEnv);
+        QRect placed;
+        for (int run = 0; run < 2; ++run) {
+            QProcess orlune;
+            startOrlune(orlune, {}, baseEnv);
+            QVERIFY(user.waitVisible("flyingMenuDialog", 30000));
+            if (run == 0) {
+                const QRect menu = user.visibleWindow("flyingMenuDialog");
+                QVERIFY(user.moveTo(menu.center()));
+                QTest::qWait(800); // expanded under the pointer
+                const QRect expanded = user.visibleWindow("flyingMenuDialog");
+                // Grab it beside its record button, on the bar's background, and pull it left.
+                const QPoint grip(expanded.left() + expanded.width() - 6, expanded.center().y());
+                QVERIFY(user.drag(grip, QPoint(8, 300)));
+                QTest::qWait(800);
+                placed = user.visibleWindow("flyingMenuDialog");
+                QCOMPARE(placed.left(), 0);
+                QVERIFY2(placed.height() > placed.width(), "vertical at the side");
+            } else {
+                QTest::qWait(800);
+                const QRect again = user.visibleWindow("flyingMenuDialog");
+                QCOMPARE(again.left(), placed.left());
+                QVERIFY2(again.height() > again.width(), "still vertical after a restart");
+                QVERIFY(qAbs(again.top() - placed.top()) <= 2);
+            }
+            orlune.terminate();
+            QVERIFY(collectOrlune(orlune, 20000).finished);
+        }
+    }
 };
 
 QTEST_GUILESS_MAIN(TestUiRecordE2e)
