@@ -395,7 +395,7 @@ Item {
 
     // Room between the items of the expanded bar, along its direction.
     component Spacer: Item {
-        required property FlyingMenu menu
+        required property Item menu
         property real length: 25
         width: menu.vertical ? menu.localX(110) : menu.localX(length)
         height: menu.vertical ? menu.localY(length) : menu.localY(110)

@@ -8,7 +8,7 @@ import Singletons 1.0
 ButtonBase {
     id: root
 
-    required property FlyingMenu menu
+    required property Item menu
     property string toolTipText
     property real iconSize: 95
 

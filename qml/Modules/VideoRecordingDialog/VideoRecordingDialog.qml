@@ -83,6 +83,7 @@ Window {
             ctx.reset()
             ctx.strokeStyle = "#FD0103"
             ctx.lineWidth = root.ctxLineWidth
+            // Dashes of 12 units on, 6 off; the canvas counts them in line widths.
             ctx.setLineDash([Dimensions.x(12) / root.ctxLineWidth, Dimensions.x(6) / root.ctxLineWidth])
             ctx.beginPath()
             ctx.moveTo(0, 0)

@@ -142,6 +142,14 @@ Window {
         }
     }
 
+    // Over whatever else opens during the recording.
+    Timer {
+        interval: 1000
+        repeat: true
+        running: root.visible
+        onTriggered: root.raise()
+    }
+
     MediaDevices {
         id: mediaDevices
     }
