@@ -30,16 +30,24 @@ function(orlune_add_qtest)
 endfunction()
 
 # orlune_add_qmltest(NAME n DIR <folder of tst_*.qml> [IMPORTS dir ...] [LIBS lib ...]
-#                    [LABELS l ...] [TIMEOUT s])
+#                    [SETUP class SOURCES a.cpp ...] [LABELS l ...] [TIMEOUT s])
 # Qt Quick Test, one executable per folder of QML test cases: a generated main
 # (QUICK_TEST_MAIN) that runs every tst_*.qml of DIR, with IMPORTS as extra
-# QML import folders (the product's QML modules, for one).
+# QML import folders (the product's QML modules, for one). With SETUP the main
+# is QUICK_TEST_MAIN_WITH_SETUP with that class, declared in <class>.h beside
+# the calling CMakeLists.txt and built from SOURCES.
 function(orlune_add_qmltest)
-  cmake_parse_arguments(T "" "NAME;DIR;TIMEOUT" "IMPORTS;LIBS;LABELS" ${ARGN})
+  cmake_parse_arguments(T "" "NAME;DIR;TIMEOUT;SETUP" "IMPORTS;LIBS;LABELS;SOURCES" ${ARGN})
   get_filename_component(dir ${T_DIR} ABSOLUTE)
   set(main ${CMAKE_CURRENT_BINARY_DIR}/${T_NAME}_main.cpp)
-  file(CONFIGURE OUTPUT ${main} CONTENT "#include <QtQuickTest>\nQUICK_TEST_MAIN(${T_NAME})\n")
-  add_executable(${T_NAME} ${main})
+  if(T_SETUP)
+    file(CONFIGURE OUTPUT ${main} CONTENT
+      "#include <QtQuickTest>\n#include \"${T_SETUP}.h\"\nQUICK_TEST_MAIN_WITH_SETUP(${T_NAME}, ${T_SETUP})\n")
+  else()
+    file(CONFIGURE OUTPUT ${main} CONTENT "#include <QtQuickTest>\nQUICK_TEST_MAIN(${T_NAME})\n")
+  endif()
+  add_executable(${T_NAME} ${main} ${T_SOURCES})
+  target_include_directories(${T_NAME} PRIVATE ${CMAKE_CURRENT_SOURCE_DIR})
   target_link_libraries(${T_NAME} PRIVATE orlune_testsupport Qt6::QuickTest Qt6::Qml Qt6::Quick ${T_LIBS})
   target_compile_definitions(${T_NAME} PRIVATE QUICK_TEST_SOURCE_DIR="${dir}")
   set(imports)

@@ -1,6 +1,162 @@
 import QtQuick
+import Common 1.0
+import ViewModel 1.0
+import Modules.FlyingDialog 1.0
+import Modules.HelpToolTip 1.0
+import Modules.VideoRecordingDialog 1.0
+import Modules.WebCamDialog 1.0
 
-// The scene: a plain object whose properties are the program's windows.
+// The scene: a plain object whose properties are the program's windows. All
+// are hidden at first but the floating menu; signals of the controllers show
+// the others. Native code finds "rootObj" and "videoRecordingDialog" by name.
 QtObject {
+    id: root
+
     objectName: "rootObj"
+
+    property FlyingMenuDialog flyingMenuDialog: FlyingMenuDialog {
+        objectName: "flyingMenuDialog"
+        helpToolTip: root.helpToolTipByScreen
+        visible: true
+        // Centred on the primary screen first, then at its saved place.
+        Component.onCompleted: {
+            x = screen.virtualX + (screen.width - width) / 2
+            y = screen.virtualY + (screen.height - height) / 2
+            placeAtSavedPosition()
+        }
+    }
+
+    property VideoViewModel videoViewModel: VideoViewModel {}
+
+    property VideoRecordingDialog videoRecordingDialog: VideoRecordingDialog {
+        objectName: "videoRecordingDialog"
+        vm: root.videoViewModel
+        onWebCamDialogRequested: (frameX, frameY, frameWidth, frameHeight) => root.createWebCamDialog(frameX, frameY,
+                                                                                                    frameWidth,
+                                                                                                    frameHeight)
+        onWebCamDialogDismissed: root.destroyWebCamDialog()
+    }
+
+    property VideoRecordingMenu videoRecordingMenu: VideoRecordingMenu {
+        vm: root.videoViewModel
+        helpToolTip: root.helpToolTip
+        micSliderPopup: root.micSliderPopup
+        frame: root.videoRecordingDialog
+    }
+
+    property SliderPopup micSliderPopup: SliderPopup {}
+
+    property HelpToolTip helpToolTip: HelpToolTip {}
+
+    property HelpToolTipByScreen helpToolTipByScreen: HelpToolTipByScreen {}
+
+    property WebCamViewModel webCamViewModel: WebCamViewModel {}
+
+    property WebCamMenu webCamMenu: WebCamMenu {
+        vm: root.webCamViewModel
+        onCloseWebcam: {
+            root.destroyWebCamDialog()
+            appController.toggleCamera()
+        }
+    }
+
+    // Made on demand, while a recording shows the camera.
+    property WebCamDialog webCamDialog: null
+
+    property Component webCamDialogComponent: Component {
+        WebCamDialog {}
+    }
+
+    // The webcam window goes a little after its camera was told to stop.
+    property Timer webCamDestroyTimer: Timer {
+        property WebCamDialog dialog: null
+
+        interval: 200
+        onTriggered: {
+            if (dialog)
+                dialog.destroy()
+            if (root.webCamDialog === dialog)
+                root.webCamDialog = null
+            dialog = null
+        }
+    }
+
+    function createWebCamDialog(frameX, frameY, frameWidth, frameHeight) {
+        if (webCamDialog) {
+            console.warn("WebCamDialog already exists")
+            return
+        }
+        const dialog = webCamDialogComponent.createObject(null, {
+                                                             "vm": webCamViewModel,
+                                                             "webCamMenu": webCamMenu
+                                                         })
+        if (!dialog) {
+            console.warn("Error creating component WebCamDialog: " + webCamDialogComponent.errorString())
+            return
+        }
+        webCamDialog = dialog
+        dialog.startWebCamDialog(frameX, frameY, frameWidth, frameHeight)
+    }
+
+    function destroyWebCamDialog() {
+        if (!webCamDialog || webCamDestroyTimer.dialog === webCamDialog)
+            return
+        webCamDialog.stopWebCamDialog()
+        webCamMenu.hide()
+        webCamDestroyTimer.dialog = webCamDialog
+        webCamDestroyTimer.restart()
+    }
+
+    function hideMenu(menu) {
+        menu.visible = false
+        menu.hide()
+    }
+
+    property Connections uiControllerConnections: Connections {
+        target: uiController
+
+        // A recording starts: the frame, then the panel beside it when there is room outside the area.
+        function onShowVideoRecordingDialogSignal(x, y, width, height, screenIndex) {
+            root.videoRecordingDialog.showVideoRecordingDialog(x, y, width, height, screenIndex)
+            root.videoViewModel.updateMenuPos(x, y, width, height, root.videoRecordingMenu.width,
+                                              root.videoRecordingMenu.height)
+            if (root.videoViewModel.side === VideoViewModel.TOP || root.videoViewModel.side === VideoViewModel.BOTTOM)
+                root.videoRecordingMenu.show()
+        }
+
+        function onHideScreenDialogSignal() {
+            appController.setEnabledEscShortKey(false)
+            appController.setEnabledAltSShortKey(true)
+            uiController.hideScreenDialogs()
+            root.flyingMenuDialog.requestActivate()
+        }
+    }
+
+    property Connections appControllerConnections: Connections {
+        target: appController
+
+        function onVideoStateChanged() {
+            if (appController.videoState !== Common.Idle)
+                return
+            root.destroyWebCamDialog()
+            root.videoRecordingDialog.hide()
+            root.hideMenu(root.videoRecordingMenu)
+            root.hideMenu(root.micSliderPopup)
+            root.hideMenu(root.webCamMenu)
+            uiController.clearMaskRecordingRectangle()
+        }
+    }
+
+    property Connections settingsConnections: Connections {
+        target: settingsManager
+
+        // The camera switched during a recording: the overlay comes or goes with it.
+        function onMuteCameraChanged(enable) {
+            const dialog = root.videoRecordingDialog
+            if (!enable && dialog.visible)
+                root.createWebCamDialog(dialog.areaX, dialog.areaY, dialog.areaWidth, dialog.areaHeight)
+            else
+                root.destroyWebCamDialog()
+        }
+    }
 }

@@ -1,0 +1,5 @@
+pragma Singleton
+import QtQuick
+import ComponentsBase 1.0
+
+AppearanceBase {}
