@@ -2,6 +2,7 @@
 
 #include "AppController.h"
 #include "CommonRegistration.h"
+#include "InterfaceRegistration.h"
 #include "SettingsManager.h"
 
 #include <QDebug>
@@ -18,4 +19,6 @@ void registerQmlTypes()
 
     // QML reads the shared enumerations as Common.Idle, Common.MsgInfo, ...
     registerCommonType();
+
+    registerInterfaceTypes();
 }
