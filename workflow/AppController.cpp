@@ -2,6 +2,7 @@
 
 #include "ApiCalls.h"
 #include "DeviceLists.h"
+#include "Endpoints.h"
 #include "FvUpdater.h"
 #include "Logging.h"
 #include "MachineProfile.h"
@@ -235,6 +236,8 @@ void AppController::runTasks()
         ownedPort.reset(interfaceFactory(this));
         setInterfacePort(ownedPort.get());
     }
+    port->setVersion(
+        QStringLiteral("<a href=\"%1\">%2</a>").arg(Endpoints::changeLogUrl(), QCoreApplication::applicationVersion()));
     port->setLoginState(2);
     port->setEnableUpdateApp(false);
     port->setDwmIsCompositionEnabled(isDwmCompositionEnabled());

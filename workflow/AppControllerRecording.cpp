@@ -73,7 +73,7 @@ void AppController::showScreenDialogs(Common::RunState runState)
         return;
     }
     port->hideFirstDialog();
-    port->setSelectedRectangle(0, 0, 0, 0, 0);
+    port->clearScreenshots(); // every overlay grabs its screen as it is now
     setEnabledEscShortKey(true);
     setEnabledAltSShortKey(false); // Alt+S must not re-enter while the selection is open
     const QList<QScreen*> screens = QGuiApplication::screens();

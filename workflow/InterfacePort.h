@@ -45,6 +45,7 @@ public:
     virtual void setDwmIsCompositionEnabled(bool enabled) {}
 
     // Properties of the main window and the settings dialog.
+    virtual void setVersion(QString version) {}
     virtual void setLoginState(int state) {}
     virtual void setEnableUpdateApp(bool enable) {}
     virtual void setUpdateAppStatus(UpdateAppStatus status) {}
@@ -65,7 +66,9 @@ public:
     virtual void closeCredentials() {}
     virtual void closeCredentialsDialog() {}
 
-    // The selection overlays and the recording frame.
+    // The selection overlays and the recording frame. clearScreenshots drops
+    // the screen snapshots of the last selection, so the next one grabs anew.
+    virtual void clearScreenshots() {}
     virtual void showScreenDialog(Common::RunState runState, int screenIndex, int x, int y, int width, int height) {}
     virtual void hideScreenDialogSignal() {}
     virtual void setSelectedRectangle(int x, int y, int width, int height, int screenIndex) {}

@@ -2,7 +2,9 @@
 
 #include "AppController.h"
 #include "CommonRegistration.h"
+#include "InterfaceRegistration.h"
 #include "SettingsManager.h"
+#include "ViewModelRegistration.h"
 
 #include <QDebug>
 #include <QQmlEngine>
@@ -18,4 +20,7 @@ void registerQmlTypes()
 
     // QML reads the shared enumerations as Common.Idle, Common.MsgInfo, ...
     registerCommonType();
+
+    registerInterfaceTypes();
+    registerViewModelTypes();
 }

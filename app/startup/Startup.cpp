@@ -18,6 +18,7 @@
 #include "SleepWatcher.h"
 #include "StartOptions.h"
 #include "TermSignalHandler.h"
+#include "UIController.h"
 #include "Version.h"
 
 #include <QDebug>
@@ -141,6 +142,9 @@ int runController(QtSingleApplication* app, const StartOptions& options)
 
     AppController controller;
     controller.webContextMenuOff = !options.webDebug;
+    // runTasks builds the interface; a command-line recording runs without one.
+    if (!options.record.requested)
+        controller.setInterfaceFactory([](AppController* owner) { return new UIController(owner); });
     connectSignals(app, &controller);
 
     qDebug() << "[main]: quitOnLastWindowClosed:" << app->quitOnLastWindowClosed();

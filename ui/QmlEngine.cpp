@@ -1,0 +1,9 @@
+#include "QmlEngine.h"
+
+#include <QDebug>
+
+QmlEngine::~QmlEngine()
+{
+    qDebug() << "[UIC]:"
+             << "QML engine released";
+}
