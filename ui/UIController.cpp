@@ -237,6 +237,13 @@ void UIController::updateVolumeTiming(qlonglong t, double v)
 
 bool UIController::showVideoRecordingDialogSignal(int x, int y, int width, int height, int screenIndex)
 {
+    // The encoder takes even sizes only: an odd pixel is left out here already.
+    if (width % 2 != 0 || height % 2 != 0) {
+        qDebug() << "[UIC]:"
+                 << "odd recording size" << width << "x" << height << "made even";
+        width -= width % 2;
+        height -= height % 2;
+    }
     emit UIControllerSignals::showVideoRecordingDialogSignal(x, y, width, height, screenIndex);
     return true;
 }

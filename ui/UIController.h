@@ -90,7 +90,8 @@ public:
     void showVideoPermissionDialog() override { emit UIControllerSignals::showVideoPermissionDialog(); }
     void showAudioPermissionDialog() override { emit UIControllerSignals::showAudioPermissionDialog(); }
     void hideScreenDialogSignal() override { emit UIControllerSignals::hideScreenDialogSignal(); }
-    // main.qml shows the recording frame, which starts the recording.
+    // main.qml shows the recording frame, which starts the recording. An odd
+    // width or height loses its last pixel.
     bool showVideoRecordingDialogSignal(int x, int y, int width, int height, int screenIndex) override;
     void uploadedFileId(uint file_id) override { emit UIControllerSignals::uploadedFileId(file_id); }
     void updateGallery(uint file_id) override { emit UIControllerSignals::updateGallery(file_id); }

@@ -12,6 +12,7 @@
 #include <QApplication>
 #include <QQuickItem>
 #include <QQuickWidget>
+#include <QQuickWindow>
 #include <QScreen>
 #include <QtTest>
 
@@ -105,14 +106,22 @@ private slots:
             red += qRed(shot.pixel(x, 100)) > 200 && qGreen(shot.pixel(x, 100)) < 80;
         QVERIFY2(red > 50 && red < 190, qPrintable(QString::number(red))); // dashed
 
-        // A press on the menu leaves it open; its reload button drops the selection.
+        // Resting on a button shows its tip above it, after a moment.
         QWindow* window = overlay->windowHandle();
+        auto* tip = overlay->scene()->rootObject()->findChild<QQuickWindow*>("screenToolTip");
+        QTest::mouseMove(window, QPoint(100 + 10 + 21, 256 + 21)); // the camera button
+        QVERIFY(!tip->isVisible());
+        QTRY_VERIFY(tip->isVisible());
+        QCOMPARE(tip->property("text").toString(), QString("Take a screenshot"));
+        QCOMPARE(tip->geometry().bottom() + 1, 256 + 9 + 5);
+
+        // A press on the menu leaves it open; its reload button drops the selection.
         QTest::mouseClick(window, Qt::LeftButton, {}, QPoint(100 + 310, 256 + 30)); // the size text
         QCOMPARE(overlay->selection(), QRect(100, 100, 201, 151));
         QVERIFY(overlay->actionMenuVisible());
         QTest::mouseClick(window, Qt::LeftButton, {}, QPoint(100 + 10 + 2 * 49 + 21, 256 + 21));
         QTRY_COMPARE(overlay->selection(), QRect());
-        QVERIFY(!overlay->actionMenuVisible() && overlay->isVisible());
+        QVERIFY(!overlay->actionMenuVisible() && overlay->isVisible() && !tip->isVisible());
     }
 
     void moveKeepsTheSizeAndStopsAtTheEdge()
@@ -162,6 +171,7 @@ private slots:
         QTest::newRow("recording 15 x 100") << int(Common::VIDERECORDING) << QPoint(114, 199) << false;
         QTest::newRow("recording 100 x 7") << int(Common::VIDERECORDING) << QPoint(199, 106) << false;
         QTest::newRow("recording 16 x 8") << int(Common::VIDERECORDING) << QPoint(115, 107) << true;
+        QTest::newRow("recording 17 x 9, made even") << int(Common::VIDERECORDING) << QPoint(116, 108) << true;
         QTest::newRow("screenshot 15 x 8") << int(Common::SCREENSHOT) << QPoint(114, 107) << false;
         QTest::newRow("screenshot 16 x 8") << int(Common::SCREENSHOT) << QPoint(115, 107) << true;
     }

@@ -99,13 +99,14 @@ private slots:
                           "QtObject { property DimensionsBase made: DimensionsBase {}\n"
                           "property var got: [Dimensions.x(3), Dimensions.y(250), "
                           "uiController.loginState === UIController.NOLOGIN, UpdateAppStatus.NewVersionAvaliable, "
+                          "uiController.updateAppStatus === UpdateAppStatus.NoNewVersion, "
                           "uiController.recTime, applicationDirPath.length > 0, keysequence !== null, "
                           "process !== null, settingsManager !== null, appController !== null, made !== null] }",
                           QUrl("qrc:/test.qml"));
         std::unique_ptr<QObject> object(component.create());
         QVERIFY2(object, qPrintable(component.errorString()));
         QCOMPARE(object->property("got").toList(),
-                 (QVariantList{2, 100, true, 8, "00:00", true, true, true, true, true, true}));
+                 (QVariantList{2, 100, true, 8, true, "00:00", true, true, true, true, true, true}));
         // Without a scene the recording frame's mask can't be found.
         LogCapture::clear();
         fresh.clearMaskRecordingRectangle();

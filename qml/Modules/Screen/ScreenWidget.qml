@@ -23,6 +23,12 @@ Item {
     signal reload()
     signal closeClicked()
 
+    // The tip is a window of its own: it goes with the menu.
+    onActionMenuVisibleChanged: {
+        if (!root.actionMenuVisible)
+            toolTip.hideTip();
+    }
+
     Rectangle {
         id: helpBox
         anchors.centerIn: parent
@@ -189,7 +195,7 @@ Item {
             interval: 500
             repeat: false
             onTriggered: {
-                if (!toolTip.target)
+                if (!toolTip.target || !root.actionMenuVisible)
                     return;
                 // Centred over the button, the bottom 5 pixels below its top.
                 const corner = toolTip.target.mapToGlobal(0, 0);
