@@ -25,10 +25,11 @@ Item {
     readonly property bool dotsPressed: dotsArea.pressed
 
     // The menu's size by recording state, orientation and expansion.
+    // Until the gallery button is there, the idle bar is that button and its spacer (135) shorter.
     readonly property real menuWidth: localX(vertical ? (expanded ? 110 : 95)
-                                                      : idle ? (expanded ? 610 : 470) : (expanded ? 1160 : 540))
+                                                      : idle ? (expanded ? 475 : 470) : (expanded ? 1160 : 540))
     readonly property real menuHeight: localY(!vertical ? (expanded ? 110 : 95)
-                                                        : idle ? (expanded ? 610 : 450) : (expanded ? 1100 : 480))
+                                                        : idle ? (expanded ? 475 : 450) : (expanded ? 1100 : 480))
 
     property int pressWindowX: 0
     property int pressWindowY: 0
@@ -145,10 +146,12 @@ Item {
         Item {
             id: unpinTime
             visible: root.recording
-            width: root.localX(root.vertical ? 110 : 170)
+            // As wide as the time across, so that the row keeps within the bar.
+            width: root.vertical ? root.localX(110) : timeText.implicitWidth
             height: root.localY(110)
 
             Text {
+                id: timeText
                 anchors.centerIn: parent
                 text: uiController.shortRecTime
                 font: Appearance.regular18
@@ -257,17 +260,7 @@ Item {
             }
         }
 
-        Spacer {
-            menu: root
-        }
-
-        FlyingMenuButton {
-            id: galleryButton
-            menu: root
-            iconSource: "qrc:/images/FlyingDialog/gallery.svg"
-            toolTipText: "View all screen captures"
-            onActivated: appController.showGalleryWeb()
-        }
+        // The gallery button joins here, between the divider and settings, with the gallery window.
 
         Spacer {
             menu: root
