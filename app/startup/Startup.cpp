@@ -13,6 +13,7 @@
 #include "ObsoleteFiles.h"
 #include "QmlTypes.h"
 #include "QtSingleApplication.h"
+#include "SceneBackend.h"
 #include "SettingsKeys.h"
 #include "SettingsManager.h"
 #include "SleepWatcher.h"
@@ -253,6 +254,7 @@ int runOrlune(int argc, char** argv)
     if (dataFolderExisted)
         deleteOldLogFiles(7);
     registerQmlTypes();
+    chooseSceneBackend();
     configureUpdater();
 
     const int status = runController(app, options);

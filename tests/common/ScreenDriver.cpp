@@ -43,14 +43,19 @@ bool ScreenDriver::click(QPoint p) const
 
 bool ScreenDriver::drag(QPoint from, QPoint to) const
 {
-    QStringList args{"mousemove", QString::number(from.x()), QString::number(from.y()), "sleep", "0.2",
-                     "mousedown", "1"};
+    QStringList args{"mousemove", QString::number(from.x()), QString::number(from.y()), "sleep", "0.2", "mousedown",
+                     "1"};
     const int steps = 8;
     for (int i = 1; i <= steps; ++i) {
         const QPoint p = from + (to - from) * i / steps;
-        args << "sleep" << "0.05" << "mousemove" << QString::number(p.x()) << QString::number(p.y());
+        args << "sleep"
+             << "0.05"
+             << "mousemove" << QString::number(p.x()) << QString::number(p.y());
     }
-    args << "sleep" << "0.2" << "mouseup" << "1";
+    args << "sleep"
+         << "0.2"
+         << "mouseup"
+         << "1";
     bool ok = false;
     xdotool(args, &ok);
     return ok;
@@ -85,8 +90,8 @@ QImage ScreenDriver::grabScreen() const
 {
     QProcess ffmpeg;
     ffmpeg.setProcessEnvironment(env);
-    ffmpeg.start("ffmpeg", {"-loglevel", "error", "-f", "x11grab", "-i", env.value("DISPLAY"), "-frames:v", "1",
-                            "-f", "image2pipe", "-c:v", "png", "-"});
+    ffmpeg.start("ffmpeg", {"-loglevel", "error", "-f", "x11grab", "-i", env.value("DISPLAY"), "-frames:v", "1", "-f",
+                            "image2pipe", "-c:v", "png", "-"});
     if (!ffmpeg.waitForFinished(15000))
         return QImage();
     return QImage::fromData(ffmpeg.readAllStandardOutput(), "PNG");

@@ -14,7 +14,10 @@
 class ScreenDriver
 {
 public:
-    explicit ScreenDriver(const QProcessEnvironment& env) : env(env) {}
+    explicit ScreenDriver(const QProcessEnvironment& env)
+        : env(env)
+    {
+    }
 
     bool key(const QString& keys) const;
     bool moveTo(QPoint p) const;

@@ -19,7 +19,6 @@ const QSize kScreen(1280, 720);
 // menu, which starts in the middle of the screen.
 const QRect kArea(100, 100, 400, 300);
 
-
 // The centre of the red marks inside a rectangle of the screen: the floating
 // menu's record button is the one red thing in the expanded menu.
 QPoint redCentre(const QImage& screen, const QRect& inside)
@@ -40,8 +39,8 @@ QPoint redCentre(const QImage& screen, const QRect& inside)
 QImage frameAt(const QString& file, double seconds)
 {
     QProcess ffmpeg;
-    ffmpeg.start("ffmpeg", {"-loglevel", "error", "-ss", QString::number(seconds), "-i", file, "-frames:v", "1",
-                            "-f", "image2pipe", "-c:v", "png", "-"});
+    ffmpeg.start("ffmpeg", {"-loglevel", "error", "-ss", QString::number(seconds), "-i", file, "-frames:v", "1", "-f",
+                            "image2pipe", "-c:v", "png", "-"});
     ffmpeg.waitForFinished(30000);
     return QImage::fromData(ffmpeg.readAllStandardOutput(), "PNG");
 }
@@ -59,7 +58,7 @@ class TestUiRecordE2e : public QObject
 private slots:
     void initTestCase()
     {
-        for (const char* tool : {"xdotool", "sqlite3", "Xvfb", "ffplay", "ffmpeg", "ffprobe"})
+        for (const char* tool : {"xdotool", "sqlite3", "Xvfb", "ffplay", "ffmpeg", "ffprobe", "xcompmgr"})
             QVERIFY2(!QStandardPaths::findExecutable(QLatin1String(tool)).isEmpty(), tool);
         QVERIFY(xserver.start("1280x720x24"));
         baseEnv = orluneEnvironment();
@@ -74,8 +73,10 @@ private slots:
         QTest::addColumn<int>("scale");
         QTest::addColumn<bool>("fromMenuButton");
         QTest::addColumn<bool>("panelStops");
-        QTest::newRow("scale 1, Alt+S and the action menu, Alt+S stops") << 1 << false << false;
-        QTest::newRow("scale 2, the menu's record button, the panel stops") << 2 << true << true;
+        QTest::addColumn<bool>("compositor");
+        QTest::newRow("scale 1, Alt+S and the action menu, Alt+S stops") << 1 << false << false << false;
+        QTest::newRow("scale 2, the menu's record button, the panel stops") << 2 << true << true << false;
+        QTest::newRow("scale 1 with a compositor: translucent windows") << 1 << false << true << true;
     }
 
     void recordsTheDraggedRectangle()
@@ -83,6 +84,15 @@ private slots:
         QFETCH(int, scale);
         QFETCH(bool, fromMenuButton);
         QFETCH(bool, panelStops);
+        QFETCH(bool, compositor);
+        // With a compositing manager the windows are translucent rather than masked.
+        QProcess compositing;
+        if (compositor) {
+            compositing.setProcessEnvironment(baseEnv);
+            compositing.start("xcompmgr", {});
+            QVERIFY(compositing.waitForStarted(5000));
+            QTest::qWait(500);
+        }
         QProcessEnvironment env = baseEnv;
         env.insert("QT_SCALE_FACTOR", QString::number(scale));
         const ScreenDriver user(env);
@@ -90,6 +100,8 @@ private slots:
         QProcess orlune;
         const QString log = startUntilLogged(orlune, {}, "[AC]:", env, 30000);
         QVERIFY2(!log.isEmpty(), qPrintable(newestLog()));
+        QVERIFY2(waitUntil([&] { return readLog(log).contains("[UIC]: setDwmIsCompositionEnabled"); }, 30000),
+                 qPrintable(readLog(log)));
         QVERIFY2(user.waitVisible("flyingMenuDialog", 30000), qPrintable(readLog(log)));
         const QStringList before = orluneRecordings();
 
@@ -159,14 +171,18 @@ private slots:
                  qPrintable(QString("difference %1, shifted by 4: %2").arg(exact).arg(shifted)));
         QCOMPARE(framePixels(recorded), 0);
 
-        const QString row = sqliteTool(orluneDatabaseFile(),
-                                       QString("SELECT file_finalized, file_size FROM files WHERE file_name='%1';")
-                                           .arg(added.first()));
+        const QString row =
+            sqliteTool(orluneDatabaseFile(),
+                       QString("SELECT file_finalized, file_size FROM files WHERE file_name='%1';").arg(added.first()));
         QCOMPARE(row.section('|', 0, 0), QString("true"));
         QCOMPARE(row.section('|', 1, 1).toLongLong(), QFileInfo(file).size());
 
+        QVERIFY(readLog(log).contains(compositor ? "DWM: true" : "DWM: false"));
+
         orlune.terminate();
         QVERIFY(collectOrlune(orlune, 20000).finished);
+        compositing.terminate();
+        compositing.waitForFinished(5000);
     }
 
     // The floating menu dragged to the left edge sticks there and turns

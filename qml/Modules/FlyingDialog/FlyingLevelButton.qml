@@ -19,7 +19,8 @@ FlyingMenuButton {
         anchors.bottomMargin: (root.height - root.iconHeight) / 2
         anchors.horizontalCenter: parent.horizontalCenter
         width: root.iconWidth
-        height: root.iconHeight * root.level
+        // Whole pixels: a level that moves less than a pixel draws nothing new.
+        height: Math.round(root.iconHeight * root.level)
         clip: true
         visible: root.levelVisible
 

@@ -28,7 +28,8 @@ ButtonBase {
         anchors.bottom: root.iconItem.bottom
         anchors.horizontalCenter: parent.horizontalCenter
         width: root.iconWidth
-        height: root.iconHeight * root.level
+        // Whole pixels: a level that moves less than a pixel draws nothing new.
+        height: Math.round(root.iconHeight * root.level)
         clip: true
         visible: root.levelVisible
 

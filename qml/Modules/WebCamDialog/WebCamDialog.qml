@@ -18,6 +18,7 @@ Window {
     property int frameWidth: 0
     property int frameHeight: 0
     readonly property bool full: vm !== null && vm.size === WebCamViewModel.FULL
+    readonly property bool roundMaskAvailable: GraphicsInfo.api !== GraphicsInfo.Software
     readonly property int dotsHeight: Dimensions.y(50)
 
     function startWebCamDialog(fx, fy, fw, fh) {
@@ -183,13 +184,15 @@ Window {
             id: videoOutput
             anchors.fill: parent
             fillMode: VideoOutput.PreserveAspectCrop
-            visible: root.full
+            // The software scene renderer has no shader effects: there the
+            // picture shows square inside the round window.
+            visible: root.full || !root.roundMaskAvailable
         }
 
         OpacityMask {
             anchors.fill: parent
             source: videoOutput
-            visible: !root.full
+            visible: !root.full && root.roundMaskAvailable
             maskSource: Rectangle {
                 width: picture.width
                 height: picture.height
