@@ -4,7 +4,7 @@
 // screens, cancelling, and screens that come or go. No main.qml is loaded,
 // so the controller closes the selection itself when asked to.
 #include "AppController.h"
-#include "PrivateServers.h"
+#include "PrivateDisplayMain.h"
 #include "QHotkey.h"
 #include "RegionSelect.h"
 #include "UIController.h"
@@ -242,18 +242,6 @@ private slots:
     }
 };
 
-int main(int argc, char** argv)
-{
-    PrivateXServer xserver;
-    if (!xserver.start())
-        return 1;
-    qputenv("DISPLAY", xserver.display());
-    qputenv("QT_QPA_PLATFORM", "xcb");
-    QCoreApplication::setOrganizationName("Halvenmoor");
-    QCoreApplication::setApplicationName("orlune");
-    QApplication app(argc, argv);
-    TestRegionSelect test;
-    return QTest::qExec(&test, argc, argv);
-}
+ORLUNE_TEST_MAIN_ON_PRIVATE_DISPLAY(TestRegionSelect)
 
 #include "test_region_select.moc"

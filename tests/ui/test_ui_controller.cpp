@@ -6,7 +6,7 @@
 #include "AppController.h"
 #include "DimensionsBase.h"
 #include "InterfaceRegistration.h"
-#include "PrivateServers.h"
+#include "PrivateDisplayMain.h"
 #include "RegionSelect.h"
 #include "ScreenshotImageProvider.h"
 #include "SettingsManager.h"
@@ -283,18 +283,6 @@ private slots:
     }
 };
 
-int main(int argc, char** argv)
-{
-    PrivateXServer xserver;
-    if (!xserver.start())
-        return 1;
-    qputenv("DISPLAY", xserver.display());
-    qputenv("QT_QPA_PLATFORM", "xcb");
-    QCoreApplication::setOrganizationName("Halvenmoor");
-    QCoreApplication::setApplicationName("orlune");
-    QApplication app(argc, argv);
-    TestUiController test;
-    return QTest::qExec(&test, argc, argv);
-}
+ORLUNE_TEST_MAIN_ON_PRIVATE_DISPLAY(TestUiController)
 
 #include "test_ui_controller.moc"

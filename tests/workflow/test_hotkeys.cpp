@@ -2,7 +2,7 @@
 // second xcb connection grabs keys as another program would.
 #include "AppController.h"
 #include "KeySequence.h"
-#include "PrivateServers.h"
+#include "PrivateDisplayMain.h"
 #include "QHotkey.h"
 #include "QHotkeyPrivate.h"
 #include "RecordingPort.h"
@@ -240,18 +240,6 @@ private slots:
     }
 };
 
-int main(int argc, char** argv)
-{
-    PrivateXServer xserver;
-    if (!xserver.start())
-        return 1;
-    qputenv("DISPLAY", xserver.display());
-    qputenv("QT_QPA_PLATFORM", "xcb");
-    QCoreApplication::setOrganizationName("Halvenmoor");
-    QCoreApplication::setApplicationName("orlune");
-    QApplication app(argc, argv);
-    TestHotkeys test;
-    return QTest::qExec(&test, argc, argv);
-}
+ORLUNE_TEST_MAIN_ON_PRIVATE_DISPLAY(TestHotkeys)
 
 #include "test_hotkeys.moc"
