@@ -5,6 +5,8 @@
 #include "ServiceState.h"
 
 #include <QDebug>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QUrl>
 
 ServiceRouter::ServiceRouter(ServiceState& state)
@@ -51,8 +53,24 @@ HttpResponse ServiceRouter::route(const HttpRequest& request)
     if (updates.handles(path))
         return updates.handle(request);
     if (path == "/ip")
-        return HttpResponse::text(200, request.peer.toString().toLatin1() + '\n');
+        return ipEcho(request);
     return HttpResponse::text(404, "Not found\n");
+}
+
+// Like a public IP echo service: the address the request came from, as
+// {"origin": "..."}; the proxy test of the program looks for "origin".
+HttpResponse ServiceRouter::ipEcho(const HttpRequest& request)
+{
+    if (!request.isRead())
+        return HttpResponse::text(405, "Use GET\n");
+    QHostAddress peer = request.peer;
+    // A v4 peer on a dual-stack socket shows as ::ffff:a.b.c.d.
+    bool isV4 = false;
+    const quint32 v4 = peer.toIPv4Address(&isV4);
+    if (isV4)
+        peer = QHostAddress(v4);
+    const QJsonObject body{{"origin", peer.toString()}};
+    return HttpResponse::json(200, QJsonDocument(body).toJson(QJsonDocument::Compact) + '\n');
 }
 
 // /s/CODE serves the uploaded file, /s/CODE/preview its preview image.

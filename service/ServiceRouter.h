@@ -22,6 +22,7 @@ public:
 private:
     HttpResponse route(const HttpRequest& request);
     HttpResponse shortLink(const HttpRequest& request);
+    HttpResponse ipEcho(const HttpRequest& request);
 
     ServiceState& state;
     ServiceApi api;

@@ -263,6 +263,16 @@ private slots:
         QVERIFY(kept.readAll() == logs);
     }
 
+    // The IP echo answers with the caller's address in "origin", as JSON, and only to reads.
+    void ipEchoNamesTheCaller()
+    {
+        const ServiceProcess::Reply r = service->get("/ip");
+        QCOMPARE(r.status, 200);
+        QVERIFY(r.header("Content-Type").startsWith("application/json"));
+        QCOMPARE(QJsonDocument::fromJson(r.body).object(), (QJsonObject{{"origin", "127.0.0.1"}}));
+        QCOMPARE(service->post("/ip", "x").status, 405);
+    }
+
     void killedServiceKeepsItsData()
     {
         const QByteArray data = randomBytes(5000, 15);
