@@ -72,7 +72,14 @@ AppController::AppController(QObject* parent)
     connect(skinTimer, &QTimer::timeout, this, &AppController::toggleSkinType);
     installEventFilter(this);
 
-    // The proxy settings' signals join here with the proxy handling.
+    connect(proxyTestTimer, &QTimer::timeout, this, &AppController::onProxyTestTimeout);
+    SettingsManager* store = SettingsManager::instance();
+    connect(store, &SettingsManager::enableProxyChanged, this, &AppController::toggleProxyServer);
+    connect(store, &SettingsManager::currentProxyChanged, this, &AppController::proxyChanged);
+    connect(store, &SettingsManager::serverChanged, this, &AppController::proxyChanged);
+    connect(store, &SettingsManager::portChanged, this, &AppController::proxyChanged);
+    connect(store, &SettingsManager::nameChanged, this, &AppController::proxyChanged);
+    connect(store, &SettingsManager::pasChanged, this, &AppController::proxyChanged);
     connect(SettingsManager::instance(), SIGNAL(autoUploadChanged(bool)), this, SLOT(toggleAutoUpload(bool)));
     connect(SettingsManager::instance(), SIGNAL(blackHoleDriverTypeChanged(QString)), this,
             SLOT(handleBlackHoleDriverTypeChanged(QString)));
@@ -317,6 +324,8 @@ void AppController::runSuitabilityPass()
         if (settings()->readSettingInt(SettingsKey::recording_quality) > Common::RECORDING_QUALITY_HD)
             settingsWriter()->writeSetting(SettingsKey::recording_quality, int(Common::RECORDING_QUALITY_HD));
     }
+    // The stored proxy takes effect here, before the uploader's first run.
+    proxyChanged();
 }
 
 // ---- timers ----------------------------------------------------------------

@@ -31,6 +31,7 @@ class ISettingsWriter;
 class QMediaDevices;
 class QMenu;
 class QNetworkAccessManager;
+class QNetworkReply;
 class QSystemTrayIcon;
 
 // The one object of the main thread that owns a capture from the first key
@@ -161,6 +162,8 @@ public:
     Common::VideoRecordingState videoState = Common::Idle;
     QNetworkAccessManager* proxyTestNetwork = nullptr;
     QTimer* proxyTestTimer = nullptr;
+    QPointer<QNetworkReply> proxyTestReply; // the proxy test under way, if any
+    static constexpr int proxyTestTimeoutMs = 15000;
     int m_lastMicCount = -1, m_lastCamCount = -1, m_lastPlaybackCount = -1;
     MicDeviceWatcher* micWatcher = nullptr;
     PlaybackDeviceWatcher* playbackWatcher = nullptr;
@@ -269,6 +272,14 @@ public slots:
     void openClickUpReportForm(QString fileDesc);
 
     void showPopup(Common::MsgType msg, QString description) override;
+
+    // The network proxy: applied to the service's and the uploader's managers,
+    // and tested against the IP echo service before the user may enable it.
+    void proxyChanged();
+    void toggleProxyServer(bool enabled);
+    void testProxyConnection();
+    void onProxyTestFinished();
+    void onProxyTestTimeout();
     void openBrowser(QString url);
     void playVideo();
 
@@ -330,4 +341,6 @@ private:
     void uploadLogs();
     // Retry timers of the uploader that are waiting fire in 100 ms instead.
     void restartUploaderRetries();
+    // Drops a proxy test still under way without reporting it.
+    void abandonProxyTest();
 };
