@@ -29,6 +29,7 @@ extern "C" {
 #include <QFile>
 #include <QGuiApplication>
 #include <QMediaDevices>
+#include <QMenu>
 #include <QNetworkAccessManager>
 #include <QNetworkInformation>
 #include <QSysInfo>
@@ -116,6 +117,8 @@ AppController::~AppController()
     micWatcher = nullptr;
     delete playbackWatcher;
     playbackWatcher = nullptr;
+    delete trayMenu;
+    trayMenu = nullptr;
     // Threads must have ended before their objects go.
     releaseMonitor(micMonitor, 1000, true);
     releaseMonitor(alevelMon, 5000, true);
@@ -419,6 +422,16 @@ void AppController::processUpdateFile()
     QTimer::singleShot(900000, this, &AppController::deActualizeUser);
 }
 
+void AppController::forceInstallUpdate()
+{
+    qDebug() << "[AC]:"
+             << "forceInstallUpdate";
+    if (FvUpdater* updater = FvUpdater::sharedUpdater()) {
+        updater->setInstallAtOnce(true);
+        updater->CheckForUpdates(true);
+    }
+}
+
 void AppController::toggleSkinType()
 {
     // Desktop composition cannot change under X11 without a compositing
@@ -555,6 +568,8 @@ void AppController::quit()
         *hotkey = nullptr;
     }
     tickTimer->stop();
+    if (trayPollTimer)
+        trayPollTimer->stop();
     if (trayIcon) {
         trayIcon->hide();
         trayIcon->deleteLater();

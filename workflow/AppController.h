@@ -12,6 +12,7 @@
 #include <QPointer>
 #include <QRect>
 #include <QStringList>
+#include <QSystemTrayIcon>
 #include <QTime>
 #include <QTimer>
 
@@ -30,9 +31,9 @@ class ISettingsReader;
 class ISettingsWriter;
 class QMediaDevices;
 class QMenu;
+class QAction;
 class QNetworkAccessManager;
 class QNetworkReply;
-class QSystemTrayIcon;
 
 // The one object of the main thread that owns a capture from the first key
 // press to the closed file: the recording state machine, the timers that
@@ -122,7 +123,7 @@ public:
     bool useStrftime = true;
     bool skipPlayerOnUpload = false;
     QSystemTrayIcon* trayIcon = nullptr;
-    QMenu* trayMenu = nullptr;
+    QMenu* trayMenu = nullptr; // a widget, so without a parent: deleted with the controller
     QString lastFileName;
     uint lastFileId = 0;
     bool hotkeyRole = false;
@@ -177,6 +178,7 @@ public slots:
     void captureScreenSkins();
     void showScreenDialogs(Common::RunState runState = Common::NONE);
     void showScreenCaptureVideoDialog();
+    void showScreenCaptureImageDialog();
     void showVideoRecordingDialog(int x, int y, int width, int height, int screenIndex);
     void toggleRecordingSkin(bool is_select = true);
     void showCountdownAndRecord();
@@ -256,6 +258,10 @@ public slots:
     void deActualizeUser();
     void reachabilityChanged(QNetworkInformation::Reachability reachability);
 
+    // The tray: its icon and menu, built by readFromConfig for a run with an interface.
+    void iconActivated(QSystemTrayIcon::ActivationReason reason);
+    void forceInstallUpdate();
+
     void quit();
     void slotAboutToQuit();
     void GotMsgFromAnotherInstance(const QString& msg);
@@ -327,6 +333,11 @@ private:
     void setLevels(int mic, int sys);
     void alevelMonStop();
     void createHotkeys();
+    void createTray();
+    void showTrayWhenAvailable();
+    void showTrayShortcut(const QString& text);
+    QAction* trayVideoAction = nullptr;
+    QTimer* trayPollTimer = nullptr; // while no system tray exists
     void startPlaybackWatcher();
     void startMicWatcher();
     void startCodecTest();

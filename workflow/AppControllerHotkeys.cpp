@@ -31,7 +31,7 @@ void AppController::readFromConfig()
     qDebug() << "[AC]:"
              << "readFromConfig";
     setNativeShortcut(text, key, modifier);
-    // The tray is built here with the tray handling.
+    createTray();
 }
 
 void AppController::setKeySequence(QString text)

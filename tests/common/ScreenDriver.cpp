@@ -33,11 +33,13 @@ bool ScreenDriver::moveTo(QPoint p) const
     return ok;
 }
 
-bool ScreenDriver::click(QPoint p) const
+bool ScreenDriver::click(QPoint p, int button) const
 {
     bool ok = false;
     // A short rest between move and click lets the window see the pointer arrive (hover).
-    xdotool({"mousemove", QString::number(p.x()), QString::number(p.y()), "sleep", "0.2", "click", "1"}, &ok);
+    xdotool(
+        {"mousemove", QString::number(p.x()), QString::number(p.y()), "sleep", "0.2", "click", QString::number(button)},
+        &ok);
     return ok;
 }
 

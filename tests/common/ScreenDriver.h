@@ -21,7 +21,7 @@ public:
 
     bool key(const QString& keys) const;
     bool moveTo(QPoint p) const;
-    bool click(QPoint p) const;
+    bool click(QPoint p, int button = 1) const;
     // Presses the left button at `from`, moves in steps to `to`, releases.
     bool drag(QPoint from, QPoint to) const;
     // The geometry of the visible window with this exact title; null when none is mapped.
