@@ -111,7 +111,7 @@ private slots:
         QCOMPARE(user.visibleWindow("bottomMessageDialog"),
                  QRect(QPoint(kScreen.width() - warning.width(), kScreen.height() - warning.height()), warning));
         const qint64 alone = hiddenAfter(user, shown);
-        QVERIFY2(alone >= 4800 && alone <= 6500, qPrintable(QString("hidden after %1 ms").arg(alone)));
+        QVERIFY2(alone >= 4500 && alone <= 7000, qPrintable(QString("hidden after %1 ms").arg(alone)));
 
         // The speakers go, then the microphone again 2.5 s later: the second
         // warning takes the window over and has its own five seconds.
@@ -128,7 +128,7 @@ private slots:
         QVERIFY2(!user.visibleWindow("bottomMessageDialog").isNull(), "the second pop-up is still shown");
         QCOMPARE(user.visibleWindow("bottomMessageDialog").size(), warning);
         const qint64 replaced = hiddenAfter(user, second);
-        QVERIFY2(replaced >= 4800 && replaced <= 6500, qPrintable(QString("hidden after %1 ms").arg(replaced)));
+        QVERIFY2(replaced >= 4500 && replaced <= 7000, qPrintable(QString("hidden after %1 ms").arg(replaced)));
 
         orlune.terminate();
         QVERIFY(collectOrlune(orlune, 20000).finished);
