@@ -1,8 +1,11 @@
 import QtQuick
 import Common 1.0
 import ViewModel 1.0
+import Modules.BottomMessageDialog 1.0
+import Modules.FirstDialog 1.0
 import Modules.FlyingDialog 1.0
 import Modules.HelpToolTip 1.0
+import Modules.MessageDialog 1.0
 import Modules.VideoRecordingDialog 1.0
 import Modules.WebCamDialog 1.0
 
@@ -24,6 +27,25 @@ QtObject {
             y = screen.virtualY + (screen.height - height) / 2
             placeAtSavedPosition()
         }
+    }
+
+    // A question; the caller sets what YES does before it opens.
+    property MessageDialog messageDialog: MessageDialog {
+        property var callback: null
+
+        onYesButtonClicked: {
+            if (callback)
+                callback()
+        }
+    }
+
+    property FirstDialog firstDialog: FirstDialog {}
+
+    property BottomMessageDialog bottomMessageDialog: BottomMessageDialog {}
+
+    function askPermission(caption, info, callback) {
+        messageDialog.callback = callback
+        messageDialog.openDialog(caption, info)
     }
 
     property VideoViewModel videoViewModel: VideoViewModel {}
@@ -124,6 +146,40 @@ QtObject {
                 root.videoRecordingMenu.show()
         }
 
+        function onShowFirstDialogSignal() {
+            root.firstDialog.show()
+            root.firstDialog.raise()
+        }
+
+        function onHideFirstDialog() {
+            root.firstDialog.hide()
+        }
+
+        function onShowScreenPermissionDialog() {
+            root.askPermission("Screen Recording Access Request",
+                               "Please allow Orlune access to your 'Screen & System Audio Recording' privacy settings, then restart Orlune before you can continue.",
+                               () => {
+                                   appController.openScreenPermission()
+                                   appController.requestScreenPermission()
+                               })
+        }
+
+        function onShowVideoPermissionDialog() {
+            root.askPermission("Camera Access", "To continue, give permission to access the Camera.", () => {
+                                   appController.openVideoPermission()
+                                   appController.requestVideoPermission()
+                               })
+        }
+
+        function onShowAudioPermissionDialog() {
+            root.askPermission("Microphone Access Request",
+                               "Please allow Orlune access to your 'Microphone' privacy settings, then restart Orlune before you can continue.",
+                               () => {
+                                   appController.openAudioPermission()
+                                   appController.requestAudioPermission()
+                               })
+        }
+
         function onHideScreenDialogSignal() {
             appController.setEnabledEscShortKey(false)
             appController.setEnabledAltSShortKey(true)
@@ -134,6 +190,13 @@ QtObject {
 
     property Connections appControllerConnections: Connections {
         target: appController
+
+        // A new pop-up replaces the one on screen and starts its own five seconds.
+        function onShowPopupSignal(msg, description) {
+            if (root.bottomMessageDialog.visible)
+                root.bottomMessageDialog.hide()
+            root.bottomMessageDialog.openDialog(msg, description)
+        }
 
         function onVideoStateChanged() {
             if (appController.videoState !== Common.Idle)

@@ -650,3 +650,33 @@ bool AppController::checkAudioPermission()
 {
     return Permission::create()->checkAudioPermission();
 }
+
+void AppController::requestScreenPermission()
+{
+    Permission::create()->requestScreenPermission();
+}
+
+void AppController::requestVideoPermission()
+{
+    Permission::create()->requestVideoPermission();
+}
+
+void AppController::requestAudioPermission()
+{
+    Permission::create()->requestAudioPermission();
+}
+
+void AppController::openScreenPermission()
+{
+    Permission::create()->openScreenPermission();
+}
+
+void AppController::openVideoPermission()
+{
+    Permission::create()->openVideoPermission();
+}
+
+void AppController::openAudioPermission()
+{
+    Permission::create()->openAudioPermission();
+}

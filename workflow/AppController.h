@@ -277,7 +277,12 @@ public slots:
     void logUploadFinished(QString fileDesc);
     void openClickUpReportForm(QString fileDesc);
 
+    // The pop-up at the bottom of the screen and its two buttons, which act
+    // on the kind of the last pop-up shown.
     void showPopup(Common::MsgType msg, QString description) override;
+    void showPopupSkin(Common::MsgType msg, QString description);
+    void bottomPopupLeftClicked(Common::MsgType type);
+    void bottomPopupRightClicked(Common::MsgType type);
 
     // The network proxy: applied to the service's and the uploader's managers,
     // and tested against the IP echo service before the user may enable it.
@@ -287,11 +292,19 @@ public slots:
     void onProxyTestFinished();
     void onProxyTestTimeout();
     void openBrowser(QString url);
+    void openFileLocation();
     void playVideo();
 
+    // The platform's permissions, each through a fresh Permission object.
     bool checkScreenPermission();
     bool checkVideoPermission();
     bool checkAudioPermission();
+    void requestScreenPermission();
+    void requestVideoPermission();
+    void requestAudioPermission();
+    void openScreenPermission();
+    void openVideoPermission();
+    void openAudioPermission();
 
 signals:
     void micsModelChanged();
@@ -329,6 +342,7 @@ private:
     InterfaceFactory interfaceFactory;
     std::unique_ptr<InterfacePort> ownedPort; // what interfaceFactory made
     void muteCameraIfLowRam(const char* logLine);
+    void openClipboardLink();
     void applyLevelPollRule();
     void setLevels(int mic, int sys);
     void alevelMonStop();

@@ -1,4 +1,4 @@
-// AppController's answers to the updater, the log upload and the pop-ups.
+// AppController's answers to the updater and the log upload.
 #include "AppController.h"
 
 #include "Endpoints.h"
@@ -8,12 +8,9 @@
 #include "UploadQueue.h"
 
 #include <QDebug>
-#include <QDesktopServices>
 #include <QDialog>
 #include <QMessageBox>
-#include <QMetaEnum>
 #include <QTextEdit>
-#include <QUrl>
 #include <QVBoxLayout>
 
 namespace {
@@ -148,22 +145,6 @@ void AppController::openClickUpReportForm(QString fileDesc)
     qDebug() << "[AC]:"
              << "openClickUpReportForm" << fileDesc;
     openBrowser(QString("%1?LogID=%2").arg(Endpoints::reportFormUrl(), fileDesc));
-}
-
-void AppController::openBrowser(QString url)
-{
-    qDebug() << "[AC]:"
-             << "openBrowser"
-             << "default system browser" << url;
-    QDesktopServices::openUrl(QUrl(url));
-}
-
-void AppController::showPopup(Common::MsgType msg, QString description)
-{
-    qDebug() << "[AC]:"
-             << "showPopup" << QMetaEnum::fromType<Common::MsgType>().valueToKey(msg) << description;
-    lastPopupType = msg;
-    emit showPopupSignal(msg, description);
 }
 
 void AppController::playVideo()

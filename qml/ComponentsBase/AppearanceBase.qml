@@ -21,9 +21,17 @@ QtObject {
     readonly property color toolTipBackground: "#1C1C1C"
     readonly property color toolTipText: "#FFFFFF"
 
+    // Pop-ups and question dialogs.
+    readonly property color popupBackground: "#FFFFFF"
+    readonly property color popupBorder: "#EAEAEA"
+    readonly property color popupText: "#1C1C1C"
+    readonly property color firstDialogText: "#FFFFFF"
+
     readonly property FontInterFamily fontInter: FontInterFamily {}
     readonly property real lineHeight: fontInter.lineHeight
     readonly property font regular18: fontInter.regular18
     readonly property font regular30: fontInter.regular30
+    readonly property font regular36: fontInter.regular36
+    readonly property font regular42: fontInter.regular42
     readonly property font regular60: fontInter.regular60
 }

@@ -13,6 +13,14 @@ FontLoaderBase {
         "family": regularFamily,
         "pixelSize": Dimensions.y(30)
     })
+    readonly property font regular36: Qt.font({
+        "family": regularFamily,
+        "pixelSize": Dimensions.y(36)
+    })
+    readonly property font regular42: Qt.font({
+        "family": regularFamily,
+        "pixelSize": Dimensions.y(42)
+    })
     readonly property font regular60: Qt.font({
         "family": regularFamily,
         "pixelSize": Dimensions.y(60)

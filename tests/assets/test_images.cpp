@@ -17,6 +17,8 @@ const QString kFlying = ":/images/FlyingDialog/";
 const QString kPanel = ":/images/VideoRecordingDialog/";
 const QString kScreen = ":/images/ScreenDialog/";
 const QString kWebCam = ":/images/WebCamDialog/";
+const QString kPopup = ":/images/BottomMessageDialog/";
+const QString kFirst = ":/images/FirstDialog/";
 
 // The level images and the device glyphs they lie over; the same in both folders.
 const QStringList kDevices = {"mic", "volume", "webcam"};
@@ -109,6 +111,10 @@ private slots:
             QTest::newRow(qPrintable("Screen " + name)) << kScreen + name + ".svg" << square << "dark";
         for (const QString& name : QStringList{"circle", "circle-large", "fullscreen", "mirror", "close"})
             QTest::newRow(qPrintable("WebCam " + name)) << kWebCam + name + ".svg" << square << "dark";
+        // The pop-up's button icons lie on white or on a tint of the brand colour.
+        for (const QString& name : QStringList{"open-link", "open-gallery"})
+            QTest::newRow(qPrintable("Pop-up " + name)) << kPopup + name + ".svg" << square << "brand";
+        QTest::newRow("First cross") << kFirst + "cross.svg" << square << "light";
     }
 
     // Each image exists under its name, draws at the size it is shown, keeps the
@@ -137,6 +143,16 @@ private slots:
             QVERIFY(double(ink.green) / ink.pixels > 0.95);
         } else if (kind == "grey") {
             QVERIFY(double(ink.grey) / ink.pixels > 0.9);
+        } else if (kind == "brand") {
+            // The brand purple, #5100A4.
+            int purple = 0;
+            for (int y = 0; y < image.height(); ++y)
+                for (int x = 0; x < image.width(); ++x) {
+                    const QColor c = image.pixelColor(x, y);
+                    if (c.alpha() >= 128 && qAbs(c.hsvHue() - 270) < 12 && c.hsvSaturation() > 200)
+                        ++purple;
+                }
+            QVERIFY2(double(purple) / ink.pixels > 0.9, qPrintable(QString("%1 of %2").arg(purple).arg(ink.pixels)));
         } else {
             // Light or dark glyph, with a red mark where the kind says so.
             QCOMPARE(ink.red > 0, kind.endsWith("+red"));
@@ -237,7 +253,7 @@ private slots:
             for (const QString& word : banned)
                 QVERIFY2(!text.contains(word, Qt::CaseInsensitive), qPrintable(path + " contains " + word));
         }
-        QCOMPARE(files, 43);
+        QCOMPARE(files, 46);
     }
 };
 
