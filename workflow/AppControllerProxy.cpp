@@ -32,8 +32,11 @@ std::optional<QNetworkProxy> proxyOfType(int type, const QString& host, const QS
     default: return std::nullopt;
     }
     proxy.setHostName(host);
-    // A port that is no number becomes 0, which the test then fails on.
-    proxy.setPort(quint16(port.toUInt()));
+    // A port that is no number, or beyond the last one, becomes 0, which the
+    // test then fails on; cut to 16 bits it would name another port.
+    bool isNumber = false;
+    const uint number = port.toUInt(&isNumber);
+    proxy.setPort(isNumber && number <= 0xffff ? quint16(number) : 0);
     if (!login.isEmpty()) {
         proxy.setUser(login);
         proxy.setPassword(pwd);

@@ -20,6 +20,19 @@ QString orluneConfigFile()
     return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) + "/Halvenmoor/orlune.conf";
 }
 
+void storeSignedIn(const ServiceProcess::Account& account, const QVariantMap& more)
+{
+    QSettings store(orluneConfigFile(), QSettings::NativeFormat);
+    store.setValue("login", account.login);
+    store.setValue("password", account.token);
+    store.setValue("salt", account.salt);
+    store.setValue("is_authenticated_user", true);
+    store.setValue("auto_upload", true);
+    for (auto it = more.begin(); it != more.end(); ++it)
+        store.setValue(it.key(), it.value());
+    store.sync();
+}
+
 QString orluneDatabaseFile()
 {
     return orluneDataFolder() + "/orlune.sqlite";

@@ -4,6 +4,7 @@
 // console output and exit status, and what it leaves in the isolated home
 // (log files, the settings store, the database, the recordings).
 
+#include "ServiceProcess.h"
 #include "TestTools.h"
 
 #include <QDir>
@@ -21,6 +22,9 @@ struct OrluneRun
 QString orluneBin();
 QString orluneDataFolder();
 QString orluneConfigFile();
+// Signed in to the service as the account page would leave it, with automatic
+// upload on, plus any further settings: written to the store before a start.
+void storeSignedIn(const ServiceProcess::Account& account, const QVariantMap& more = {});
 QString orluneDatabaseFile();
 // The recordings folder the store names.
 QString orluneFilesPath();

@@ -8,6 +8,31 @@
 #include <QTcpSocket>
 #include <QThread>
 
+#include <unistd.h>
+
+namespace {
+// Runs a command with a private copy of the mount table, so that what it
+// mounts stays invisible to every other process.
+QStringList inPrivateMounts(const QString& script, const QStringList& args)
+{
+    return QStringList{"--mount", "--propagation", "private", "sh", "-c", script, "sh"} + args;
+}
+} // namespace
+
+QString TinyProxy::privateHostsUnavailable()
+{
+    if (geteuid() != 0)
+        return QStringLiteral("a private hosts file needs root for its mount namespace");
+    QProcess probe;
+    probe.setProcessChannelMode(QProcess::MergedChannels);
+    probe.start(QStringLiteral("unshare"), inPrivateMounts(QStringLiteral("mount --bind /etc/hosts /etc/hosts"), {}));
+    if (probe.waitForFinished(10000) && probe.exitStatus() == QProcess::NormalExit && probe.exitCode() == 0)
+        return {};
+    const QString output = QString::fromLocal8Bit(probe.readAll()).trimmed();
+    return QStringLiteral("unshare can't bind a file in a private mount namespace: ")
+           + (output.isEmpty() ? probe.errorString() : output);
+}
+
 TinyProxy::~TinyProxy()
 {
     stop();
@@ -36,7 +61,18 @@ bool TinyProxy::start(const QString& login, const QString& password)
         return false;
     file.close();
     process.setProcessChannelMode(QProcess::ForwardedChannels);
-    process.start(QStringLiteral("tinyproxy"), {"-d", "-c", file.fileName()});
+    if (privateHosts.isEmpty()) {
+        process.start(QStringLiteral("tinyproxy"), {"-d", "-c", file.fileName()});
+    } else {
+        QFile hosts(dir + "/hosts");
+        if (!hosts.open(QIODevice::WriteOnly)
+            || hosts.write(("127.0.0.1 localhost\n" + privateHosts + "\n").toUtf8()) < 0)
+            return false;
+        hosts.close();
+        process.start(QStringLiteral("unshare"),
+                      inPrivateMounts(QStringLiteral("mount --bind \"$1\" /etc/hosts && exec tinyproxy -d -c \"$2\""),
+                                      {hosts.fileName(), file.fileName()}));
+    }
     if (!process.waitForStarted(5000))
         return false;
     const QDeadlineTimer deadline(10000);

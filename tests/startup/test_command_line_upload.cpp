@@ -7,7 +7,6 @@
 #include "ServiceProcess.h"
 
 #include <QFileInfo>
-#include <QSettings>
 #include <QtTest>
 
 #include <csignal>
@@ -48,15 +47,7 @@ private slots:
         QVERIFY(service.start());
         account = service.createAccount("recorder");
         QVERIFY(!account.login.isEmpty());
-
-        // Signed in as the account page would leave it, with automatic upload on.
-        QSettings store(orluneConfigFile(), QSettings::NativeFormat);
-        store.setValue("login", account.login);
-        store.setValue("password", account.token);
-        store.setValue("salt", account.salt);
-        store.setValue("is_authenticated_user", true);
-        store.setValue("auto_upload", true);
-        store.sync();
+        storeSignedIn(account);
         QVERIFY(picture.start(QSize(640, 480)));
     }
 

@@ -157,6 +157,9 @@ private slots:
         row("empty port", 2, "127.0.0.1", "", "", "", error, empty, failed, "");
         row("unknown type", 7, "127.0.0.1", open, "", "", error, "Unknown proxy type", failed, "");
         row("port not a number", 2, "127.0.0.1", "eighty", "", "", error, "", failed, "");
+        // Cut to 16 bits this one would be the open proxy's.
+        row("port beyond the last", 2, "127.0.0.1", QString::number(openProxy.port() + 0x10000), "", "", error, "",
+            failed, "");
         row("nobody listening", 2, "127.0.0.1", "1", "", "", error, "refused", failed, "");
     }
 
