@@ -81,6 +81,11 @@ void AppController::proxyChanged()
     applyProxy(serviceNetwork, proxy);
     if (uploader && uploader->networkManager() != serviceNetwork)
         applyProxy(uploader->networkManager(), proxy);
+    // Beyond the two managers above, the application-wide proxy carries every
+    // other way to the cloud too: the sign-in web view (the web engine follows
+    // it), the log upload and the updater, whose managers keep the default.
+    const bool concrete = proxy.type() != QNetworkProxy::NoProxy && proxy.type() != QNetworkProxy::DefaultProxy;
+    QNetworkProxy::setApplicationProxy(concrete ? proxy : QNetworkProxy(QNetworkProxy::NoProxy));
 }
 
 void AppController::toggleProxyServer(bool enabled)
