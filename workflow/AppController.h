@@ -351,6 +351,8 @@ private:
     void setLevels(int mic, int sys);
     void alevelMonStop();
     void createHotkeys();
+    // Tells the user that another program holds <text>; keySequence stays.
+    void refuseTakenShortcut(const QString& text);
     void createTray();
     void showTrayWhenAvailable();
     void showTrayShortcut(const QString& text);
