@@ -21,16 +21,20 @@ QDate logFileDate(const QFileInfo& info)
 
 } // namespace
 
+QFileInfoList unprotectedLogFiles(const QString& folder)
+{
+    QFileInfoList logs = QDir(folder).entryInfoList({"LOG_*.log"}, QDir::Files);
+    // Support can protect a log by renaming it.
+    logs.removeIf([](const QFileInfo& info) { return info.fileName().contains("keep", Qt::CaseInsensitive); });
+    return logs;
+}
+
 void deleteOldLogFilesIn(const QString& folder, int days, const QDate& today)
 {
     // An empty name would mean the working folder, which is not ours to sweep.
     if (folder.isEmpty())
         return;
-    const QFileInfoList logs = QDir(folder).entryInfoList({"LOG_*.log"}, QDir::Files);
-    for (const QFileInfo& info : logs) {
-        // Support can protect a log by renaming it.
-        if (info.fileName().contains("keep", Qt::CaseInsensitive))
-            continue;
+    for (const QFileInfo& info : unprotectedLogFiles(folder)) {
         if (logFileDate(info).daysTo(today) > days) {
             qDebug() << "[deleteOldLogFiles]: Log file" << info.filePath() << "is expired, deleting it";
             QFile::remove(info.filePath());

@@ -96,6 +96,60 @@ QList<QPair<QString, QVariant>> keysWithDefaults()
     };
 }
 
+// Keys whose values have a fixed range. A value outside, from a hand-edited
+// store say, is logged as it arrives and never shown or used as it stands.
+// Magnitudes are held clamped. Enumerations are held as given, because their
+// readers have a rule of their own for an unknown value (the proxy's
+// "unknown proxy type", standard quality for any other number); the
+// properties of the settings window show them clamped.
+struct ValueRange
+{
+    const char* key;
+    double low, high;
+    bool heldClamped;
+};
+constexpr ValueRange kValueRanges[] = {
+    {SettingsKey::proxy_type, 0, 3, false},                // the proxy kinds of the proxy box
+    {SettingsKey::proxy_verification_status, 0, 2, false}, // Common::ProxyVerificationStatus
+    {SettingsKey::recording_quality, 0, 2, false},         // Common::RecordingQuality
+    {SettingsKey::audio_level, 0, 299, true},              // the recording panel's volume slider
+    {SettingsKey::camera_size_percentage, 5, 100, true},
+    {SettingsKey::camera_relative_pos_x, 0, 100, true},
+    {SettingsKey::camera_relative_pos_y, 0, 100, true},
+};
+
+const ValueRange* rangeOf(const QString& key)
+{
+    for (const ValueRange& range : kValueRanges)
+        if (key == QLatin1String(range.key))
+            return &range;
+    return nullptr;
+}
+
+// The value to hold for <key>: as given, or clamped for a magnitude outside its range.
+QVariant checkedValue(const QString& key, const QVariant& value)
+{
+    const ValueRange* range = rangeOf(key);
+    if (!range)
+        return value;
+    const double number = value.toDouble();
+    if (number >= range->low && number <= range->high)
+        return value;
+    const double clamped = qBound(range->low, number, range->high);
+    qWarning().noquote() << QStringLiteral("[SettingsManager]: %1 out of range: %2, clamped to %3")
+                                .arg(key, value.toString(), QString::number(clamped));
+    if (!range->heldClamped)
+        return value;
+    return value.typeId() == QMetaType::Double ? QVariant(clamped) : QVariant(int(clamped));
+}
+
+// An enumeration's member as the settings window shows it.
+int shownClamped(const char* key, int member)
+{
+    const ValueRange* range = rangeOf(QLatin1String(key));
+    return int(qBound(range->low, double(member), range->high));
+}
+
 void makeDirOrComplain(const QString& path, const QString& failureText)
 {
     if (QDir(path).exists() || (!path.isEmpty() && QDir().mkpath(path)))
@@ -150,7 +204,8 @@ void SettingsManager::writeSetting(QString setting, QVariant value)
     qDebug() << "[SettingsManager]:"
              << "writeSetting" << setting << "set to" << value;
     QMutexLocker lock(&m_mutex);
-    if (!storeMember(setting, value))
+    // The store keeps the value as given.
+    if (!storeMember(setting, checkedValue(setting, value)))
         qWarning() << "[SettingsManager]:"
                    << "writeSetting"
                    << "Unknown parameter:" << setting;
@@ -190,7 +245,7 @@ bool SettingsManager::storeMember(const QString& s, const QVariant& v)
             emit enableProxyChanged(m_proxyServer);
     } else if (s == SettingsKey::proxy_type) {
         if (assignIfChanged(m_proxyType, v.toInt()))
-            emit currentProxyChanged(m_proxyType);
+            emit currentProxyChanged(currentProxy());
     } else if (s == SettingsKey::proxy_host) {
         if (assignIfChanged(m_proxyHost, v.toString()))
             emit serverChanged(m_proxyHost);
@@ -205,7 +260,7 @@ bool SettingsManager::storeMember(const QString& s, const QVariant& v)
             emit pasChanged(m_proxyPwd);
     } else if (s == SettingsKey::proxy_verification_status) {
         if (assignIfChanged(m_proxyVerificationStatus, v.toInt()))
-            emit proxyVerificationStatusChanged(Common::ProxyVerificationStatus(m_proxyVerificationStatus));
+            emit proxyVerificationStatusChanged(proxyVerificationStatus());
     } else if (s == SettingsKey::auto_upload) {
         if (assignIfChanged(m_autoUpload, v.toBool()))
             emit autoUploadChanged(m_autoUpload);
@@ -269,7 +324,7 @@ bool SettingsManager::storeMember(const QString& s, const QVariant& v)
         m_cameraCornerY = v.toInt();
     else if (s == SettingsKey::recording_quality) {
         if (assignIfChanged(m_recordingQuality, v.toInt()))
-            emit qualityChanged(Common::RecordingQuality(m_recordingQuality));
+            emit qualityChanged(quality());
     }
     // The driver type lives in the store only; its member is deliberately left alone.
     else if (s == SettingsKey::blackhole_driver_type) {
@@ -428,7 +483,7 @@ bool SettingsManager::enableProxy()
 int SettingsManager::currentProxy()
 {
     QMutexLocker lock(&m_mutex);
-    return m_proxyType;
+    return shownClamped(SettingsKey::proxy_type, m_proxyType);
 }
 QString SettingsManager::server()
 {
@@ -484,13 +539,14 @@ QString SettingsManager::blackHoleDriverType()
 Common::ProxyVerificationStatus SettingsManager::proxyVerificationStatus()
 {
     QMutexLocker lock(&m_mutex);
-    return Common::ProxyVerificationStatus(m_proxyVerificationStatus);
+    return Common::ProxyVerificationStatus(
+        shownClamped(SettingsKey::proxy_verification_status, m_proxyVerificationStatus));
 }
 
 Common::RecordingQuality SettingsManager::quality()
 {
     QMutexLocker lock(&m_mutex);
-    return Common::RecordingQuality(m_recordingQuality);
+    return Common::RecordingQuality(shownClamped(SettingsKey::recording_quality, m_recordingQuality));
 }
 
 void SettingsManager::setLogin(const QString& login)

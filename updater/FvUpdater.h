@@ -1,12 +1,18 @@
 #pragma once
 
+#include <QFile>
+#include <QList>
 #include <QMutex>
+#include <QNetworkReply>
 #include <QObject>
+#include <QPointer>
+#include <QSslError>
 #include <QString>
 #include <QUrl>
 
 class ISettingsReader;
 class ISettingsWriter;
+class QNetworkAccessManager;
 
 // The program's updater, one per process. Start-up initialises it with the
 // settings access, points it at the update feed and connects its signals to
@@ -39,6 +45,13 @@ public:
     // moved aside, anywhere below the update folder. Returns how many went.
     int cleanUpOldVersionFiles();
 
+    // Packs the three newest logs of the data folder into a ZIP and posts it
+    // to the web host's log upload with the user's credentials. False when
+    // there is no log to send, the ZIP can't be made or an upload is still
+    // under way. The end is logUploadFinished(), with the service's name for
+    // the file, on success only.
+    bool uploadLogFiles(QString userId, QString userToken, QString userSalt, QString userRand, QString userHash);
+
 public Q_SLOTS:
     // Each returns whether a feed request began.
     bool CheckForUpdates(bool silentAsMuchAsItCouldGet = true);
@@ -50,6 +63,13 @@ public Q_SLOTS:
     // Starts a fresh copy of the program, marked as delayed so that it waits
     // for this one, and asks this one to quit.
     void restartApplication();
+
+    // The log upload's reply.
+    void LogUploadProgress(qlonglong v1, qlonglong v2);
+    void logSlotFinished();
+    void logSlotReadyRead();
+    void logSlotError(QNetworkReply::NetworkError e);
+    void logSlotSslErrors(QList<QSslError> e);
 
 Q_SIGNALS:
     void downloadFinishedSuccessfully();
@@ -65,6 +85,10 @@ Q_SIGNALS:
 private:
     FvUpdater(ISettingsReader* reader, ISettingsWriter* writer);
     void removeDownloadedUpdate();
+    QNetworkAccessManager* network();
+    // The prefix of this machine's log archives: "orlune-<version>_<hardware id>_".
+    QString logArchivePrefix();
+    void removeLogArchives();
 
     static FvUpdater* m_Instance;
     static QMutex m_initMutex;
@@ -79,4 +103,9 @@ private:
     QUrl m_feedURL;
     QString m_updateFileName = QStringLiteral("update.zip");
     QString m_updateFolder;
+    QNetworkAccessManager* m_network = nullptr;
+    QString m_hwid;
+    QString m_logFolder;
+    QFile m_logArchive;                 // the body of the log upload under way
+    QPointer<QNetworkReply> m_logReply; // the log upload under way, if any
 };

@@ -80,6 +80,10 @@ public:
     static bool ramLow();
     static constexpr quint64 lowRamBytes = 157286400;
 
+    // The part of saveFileWithReformatting after the file dialog: the copy
+    // with its progress dialog, and the pop-up that tells how it ended.
+    void saveFileCopy(const QString& source, const QString& target, bool reformat);
+
     // The rectangle to record, in screen coordinates, for a start without a
     // selection overlay (the command line, or a caller that chose it itself).
     void setSelectedRectangle(const QRect& rect);
@@ -347,6 +351,8 @@ private:
     void setLevels(int mic, int sys);
     void alevelMonStop();
     void createHotkeys();
+    // Tells the user that another program holds <text>; keySequence stays.
+    void refuseTakenShortcut(const QString& text);
     void createTray();
     void showTrayWhenAvailable();
     void showTrayShortcut(const QString& text);

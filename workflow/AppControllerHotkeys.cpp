@@ -40,18 +40,45 @@ void AppController::setKeySequence(QString text)
              << "setKeySequence" << text;
     if (text == keySequence)
         return;
-    keySequence = text;
     const QKeySequence seq(text);
     if (seq == QKeySequence())
         qDebug() << "[AC]:"
                  << "new sequence: is unknown!";
-    // The old shortcut is let go even when the new one can't be mapped or grabbed.
-    startStopHotkey->setShortcut(seq, true);
+    const Qt::Key oldKey = startStopHotkey->currentKeyCode();
+    const Qt::KeyboardModifiers oldModifiers = startStopHotkey->currentModifiers();
+    const QHotkey::NativeShortcut oldNative = startStopHotkey->currentNativeShortcut();
+    const bool wasRegistered = startStopHotkey->isRegistered();
+    // The old shortcut is let go even when the new one can't be mapped.
+    if (!startStopHotkey->setShortcut(seq, true) && startStopHotkey->currentNativeShortcut().isValid()) {
+        // Sanctioned change: a combination that another program holds is
+        // refused with a message, and the previous shortcut stays registered
+        // and stored, so that the user is never left without a working one.
+        if (oldKey != Qt::Key_unknown)
+            startStopHotkey->setShortcut(oldKey, oldModifiers, wasRegistered);
+        else
+            startStopHotkey->setNativeShortcut(oldNative, wasRegistered);
+        refuseTakenShortcut(text);
+        return;
+    }
+    keySequence = text;
     const QHotkey::NativeShortcut native = startStopHotkey->currentNativeShortcut();
     settingsWriter()->writeSetting(SettingsKey::startstop_hotkey, text);
     settingsWriter()->writeSetting(SettingsKey::startstop_nativeKey, native.key);
     settingsWriter()->writeSetting(SettingsKey::startstop_nativeModifier, native.modifier);
     emit keySequenceChanged(text);
+}
+
+void AppController::refuseTakenShortcut(const QString& text)
+{
+    qWarning() << "[AC]:"
+               << "setKeySequence" << text << "is held by another program, keeping" << keySequence
+               << "registered:" << startStopHotkey->isRegistered();
+    const QString kept = keySequence.isEmpty() ? QStringLiteral("Please choose another one.")
+                                               : QStringLiteral("%1 stays your shortcut.").arg(keySequence);
+    showPopup(Common::MsgWarning,
+              QStringLiteral("The shortcut %1 is already in use by another program. %2").arg(text, kept));
+    // The settings field shows the shortcut that is still in force.
+    emit keySequenceChanged(keySequence);
 }
 
 void AppController::setNativeShortcut(QString text, uint key, uint modifier)

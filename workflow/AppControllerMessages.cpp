@@ -110,10 +110,15 @@ void AppController::sendLogsFvUpdater()
 void AppController::uploadLogs()
 {
     qDebug() << "[AC]: packing archive with last 3 logs";
-    if (!FvUpdater::sharedUpdater())
+    FvUpdater* updater = FvUpdater::sharedUpdater();
+    if (!updater)
         return;
-    // The updater of this build has no log upload: nothing is sent.
-    const bool started = false;
+    // The uploader holds this sign-in's rand and the hash made with it.
+    const QString rand = uploader ? uploader->userRand : QString();
+    const QString hash = uploader ? uploader->userSalt : QString();
+    const bool started = updater->uploadLogFiles(settings()->readSettingStr(SettingsKey::login),
+                                                 settings()->readSettingStr(SettingsKey::password),
+                                                 settings()->readSettingStr(SettingsKey::salt), rand, hash);
     qDebug() << "[AC]:"
              << "log upload started:" << started;
 }

@@ -1,5 +1,6 @@
 // The settings manager against a fresh store: default values, the signals of
 // a write, and the keys with special rules.
+#include "LogCapture.h"
 #include "SettingsManager.h"
 
 #include <QDir>
@@ -9,6 +10,8 @@
 #include <QSignalSpy>
 #include <QStandardPaths>
 #include <QtTest>
+
+#include <optional>
 
 namespace {
 
@@ -28,9 +31,12 @@ QVariant storedValue(const QString& key)
 class TestSettings : public QObject
 {
     Q_OBJECT
+    std::optional<LogCapture> log; // made once the test library has installed its own handler
+
 private slots:
     void initTestCase()
     {
+        log.emplace();
         QCoreApplication::setOrganizationName("Halvenmoor");
         QCoreApplication::setApplicationName("orlune");
         QVERIFY2(!QFile::exists(confPath()), "the test needs a fresh configuration folder");
@@ -141,6 +147,46 @@ private slots:
         QVERIFY(!settings->readSettingBool("interp_time"));
         settings->writeSetting("interp_time", 5);
         QVERIFY(settings->readSettingBool("interp_time"));
+    }
+
+    // A start hands each value of the file to writeSetting as text, as here.
+    void outOfRangeValuesAreClamped_data()
+    {
+        QTest::addColumn<QString>("key");
+        QTest::addColumn<QString>("inFile");
+        QTest::addColumn<QByteArray>("property"); // empty: a magnitude, held clamped
+        QTest::addColumn<double>("shown");
+        QTest::newRow("quality") << "recording_quality"
+                                 << "7" << QByteArray("quality") << 2.0;
+        QTest::newRow("proxy type") << "proxy_type"
+                                    << "-1" << QByteArray("currentProxy") << 0.0;
+        QTest::newRow("proxy status") << "proxy_verification_status"
+                                      << "5" << QByteArray("proxyVerificationStatus") << 2.0;
+        QTest::newRow("camera size") << "camera_size_percentage"
+                                     << "3.5" << QByteArray() << 5.0;
+        QTest::newRow("in range") << "proxy_type"
+                                  << "2" << QByteArray("currentProxy") << 2.0;
+    }
+
+    void outOfRangeValuesAreClamped()
+    {
+        QFETCH(QString, key);
+        QFETCH(QString, inFile);
+        QFETCH(QByteArray, property);
+        QFETCH(double, shown);
+        SettingsManager* settings = SettingsManager::instance();
+        LogCapture::clear();
+        settings->writeSetting(key, inFile);
+        if (property.isEmpty()) {
+            QCOMPARE(settings->readSettingDouble(key), shown);
+        } else { // enumerations are held as given, for their readers' own rules
+            QCOMPARE(settings->property(property).toInt(), int(shown));
+            QCOMPARE(settings->readSettingStr(key), inFile);
+        }
+        QCOMPARE(LogCapture::lineCount(QString("[SettingsManager]: %1 out of range: %2, clamped to %3")
+                                           .arg(key, inFile, QString::number(shown))),
+                 int(inFile.toDouble() != shown));
+        QCOMPARE(storedValue(key).toString(), inFile);
     }
 };
 

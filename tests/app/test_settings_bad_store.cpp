@@ -48,7 +48,8 @@ private slots:
         QCOMPARE(settings->readSettingBool("interp_time"), false);
         QCOMPARE(settings->readSettingInt("audio_level"), 0);
         QCOMPARE(settings->readSettingPoint("bubble_pos"), QPoint());
-        QCOMPARE(settings->readSettingDouble("camera_size_percentage"), 0.0);
+        // A word reads as 0, below the smallest camera size.
+        QCOMPARE(settings->readSettingDouble("camera_size_percentage"), 5.0);
         QCOMPARE(settings->quality(), Common::RECORDING_QUALITY_SD);
         QCOMPARE(settings->proxyVerificationStatus(), Common::Untested);
         // A comma list comes back as a string list, which QVariant joins to nothing.

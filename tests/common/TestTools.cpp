@@ -84,3 +84,12 @@ QByteArray fileDigest(const QString& path)
         return {};
     return QCryptographicHash::hash(file.readAll(), QCryptographicHash::Sha256);
 }
+
+bool makeFragmentedRecording(const QString& path, const QStringList& extra, const QString& size)
+{
+    return QProcess::execute("ffmpeg", QStringList{"-v", "error", "-y", "-f", "lavfi", "-i",
+                                                   "testsrc2=s=" + size + ":d=3", "-f", "lavfi", "-i", "sine=d=3",
+                                                   "-c:v", "libx264", "-preset", "ultrafast", "-g", "25", "-c:a", "aac"}
+                                           + extra + QStringList{"-movflags", "frag_keyframe+empty_moov", path})
+           == 0;
+}

@@ -33,6 +33,11 @@ QJsonObject streamOf(const QJsonObject& probed, const QString& type);
 // One value of the first stream ("width", "codec_name", ...).
 QString probeStreamValue(const QString& path, const QString& key);
 
+// A fragmented MP4 as the recorder writes it, made by ffmpeg: 3 s of H.264
+// pictures of <size> and AAC sound, the index in the fragments. <extra>
+// encoder options go before the output.
+bool makeFragmentedRecording(const QString& path, const QStringList& extra = {}, const QString& size = "320x240");
+
 // Bytes that look random but are the same for the same seed.
 QByteArray randomBytes(qsizetype size, quint32 seed);
 QByteArray fileDigest(const QString& path);

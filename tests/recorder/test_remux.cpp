@@ -9,16 +9,6 @@
 #include <QtTest>
 
 namespace {
-// A fragmented MP4 as the recorder writes it: H.264 plus AAC, index in the fragments.
-bool makeRecording(const QString& path, const QStringList& extra = {}, const QString& size = "320x240")
-{
-    return QProcess::execute("ffmpeg", QStringList{"-v", "error", "-y", "-f", "lavfi", "-i",
-                                                   "testsrc2=s=" + size + ":d=3", "-f", "lavfi", "-i", "sine=d=3",
-                                                   "-c:v", "libx264", "-preset", "ultrafast", "-g", "25", "-c:a", "aac"}
-                                           + extra + QStringList{"-movflags", "frag_keyframe+empty_moov", path})
-           == 0;
-}
-
 QJsonObject probe(const QString& path)
 {
     return ffprobe(path, "stream=codec_type,codec_name,nb_read_packets:format=duration", {"-count_packets"});
@@ -62,11 +52,11 @@ private slots:
     {
         QVERIFY(dir.isValid());
         source = dir.filePath("rec.mp4");
-        QVERIFY(makeRecording(source));
+        QVERIFY(makeFragmentedRecording(source));
         QVERIFY(topLevelBoxes(source).count("moof") > 1);
         // Lossless video makes a file of several mebibytes for the progress steps.
         bigSource = dir.filePath("big.mp4");
-        QVERIFY(makeRecording(bigSource, {"-qp", "0"}, "1280x720"));
+        QVERIFY(makeFragmentedRecording(bigSource, {"-qp", "0"}, "1280x720"));
     }
 
     void copiesIntoOrdinaryMp4WithIndexFirst()
@@ -169,7 +159,7 @@ private slots:
     {
         // A timecode track is a data stream with one packet.
         const QString withData = dir.filePath("timecode.mp4");
-        QVERIFY(makeRecording(withData, {"-timecode", "01:00:00:00", "-write_tmcd", "1"}));
+        QVERIFY(makeFragmentedRecording(withData, {"-timecode", "01:00:00:00", "-write_tmcd", "1"}));
         QCOMPARE(streamTypes(probe(withData)), (QStringList{"video", "audio", "data"}));
 
         const QString out = dir.filePath("timecode-copy.mp4");

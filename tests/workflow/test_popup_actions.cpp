@@ -1,6 +1,7 @@
 // What the pop-up's two buttons do, for each kind of pop-up: the kind of the
 // last pop-up shown decides, not the kind the window reports. And the folder
-// of the last saved file, which is opened only for a file that is there.
+// of the last saved file, which is opened only for a file that is there, and
+// the saving of a copy that the pop-ups of the player offer.
 #include "ApiCalls.h"
 #include "LogCapture.h"
 #include "RecordingPort.h"
@@ -8,6 +9,8 @@
 
 #include <QApplication>
 #include <QClipboard>
+#include <QProgressDialog>
+#include <QPushButton>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -21,6 +24,8 @@ class TestPopupActions : public QObject
     RecordingPort port;
     AppController* controller = nullptr;
     std::optional<LogCapture> log; // made once the test library has installed its own handler
+    QTemporaryDir media;
+    QString recording;
 
 private slots:
     void initTestCase()
@@ -30,6 +35,9 @@ private slots:
         controller = startController(&port);
         controller->tickTimer->stop(); // no service here
         log.emplace();
+        // Lossless pictures make a recording of several mebibytes.
+        recording = media.filePath("rec.mp4");
+        QVERIFY(makeFragmentedRecording(recording, {"-qp", "0"}, "1280x720"));
     }
 
     void cleanupTestCase()
@@ -134,6 +142,49 @@ private slots:
         QVERIFY(LogCapture::lines().first().contains("Path: \"" + file + "\""));
         QCOMPARE(LogCapture::count("[AC]: xdg-open \"" + dir.path() + "\""), 1);
         QCOMPARE(LogCapture::count("does not exist"), 0);
+    }
+
+    void savedCopy_data()
+    {
+        QTest::addColumn<bool>("reformat");
+        QTest::addColumn<bool>("abort");
+        for (const bool reformat : {true, false})
+            for (const bool abort : {false, true})
+                QTest::addRow("%s%s", reformat ? "remux" : "copy", abort ? ", aborted" : "") << reformat << abort;
+    }
+
+    // The progress runs in percent of the source; "Abort" leaves no file behind.
+    void savedCopy()
+    {
+        QFETCH(bool, reformat);
+        QFETCH(bool, abort);
+        const QString target = media.filePath("Saved.mp4");
+        QList<int> shown; // the dialog's values, seen between the steps of the work
+        QTimer user;
+        connect(&user, &QTimer::timeout, this, [&] {
+            if (auto* dialog = qobject_cast<QProgressDialog*>(QApplication::activeModalWidget())) {
+                QCOMPARE(dialog->maximum(), 100);
+                shown << dialog->value();
+                if (abort)
+                    dialog->findChild<QPushButton*>()->click();
+            }
+        });
+        user.start(0);
+        QSignalSpy popups(controller, &AppController::showPopupSignal);
+        controller->saveFileCopy(recording, target, reformat);
+        const QString told = popups.value(0).value(1).toString();
+        if (abort) {
+            QVERIFY2(told.startsWith("Saving Saved.mp4 failed!<br/>Interrupted by user"), qPrintable(told));
+            QVERIFY(!QFile::exists(target));
+            return;
+        }
+        QCOMPARE(told, QString("File Saved.mp4 has been saved!"));
+        // One mebibyte of a file of a few is a good share of it.
+        QVERIFY2(shown.size() >= 2 && shown.first() >= 10 && shown.last() < 100, qPrintable(QDebug::toString(shown)));
+        const QJsonObject probed = ffprobe(target);
+        QCOMPARE(streamOf(probed, "video")["codec_name"].toString(), QString("h264"));
+        QVERIFY(qAbs(probed["format"]["duration"].toString().toDouble() - 3.0) < 0.2);
+        QVERIFY(QFile::remove(target));
     }
 };
 
