@@ -204,6 +204,27 @@ private slots:
         QVERIFY(waitUntil([] { return WebDebugPages::list().isEmpty(); }, 10000));
     }
 
+    // For scripts/screenshots only: the sign-in page in the dialog, alone on
+    // the screen, until the file named by ORLUNE_SIGNIN_PICTURE is removed.
+    void showDialogForPictures()
+    {
+        const QString handshake = qEnvironmentVariable("ORLUNE_SIGNIN_PICTURE");
+        if (handshake.isEmpty())
+            QSKIP("run by scripts/screenshots");
+        const QJsonObject page = openDialogFromPopup("rightButton");
+        CdpPage cdp;
+        QVERIFY(cdp.open(page.value("webSocketDebuggerUrl").toString()));
+        QVERIFY(waitUntil([&] { return cdp.evaluate(kPageReady).toBool(); }, 20000));
+        QVERIFY(user.waitHidden("bottomMessageDialog", 10000));
+        ui->engine()->rootObjects().value(0)->property("flyingMenuDialog").value<QWindow*>()->hide();
+        QTest::qWait(500); // the page's first paint
+        QFile ready(handshake);
+        QVERIFY(ready.open(QIODevice::WriteOnly));
+        ready.close();
+        QVERIFY(waitUntil([&] { return !ready.exists(); }, 60000));
+        QVERIFY(clickItem(sceneItem("credentialsDialog", "closeButton")));
+    }
+
     // The program signed in by the dialog records, uploads and prints the link.
     void nextRecordingGetsItsLink()
     {
