@@ -2,6 +2,7 @@ import QtQuick
 import Common 1.0
 import ViewModel 1.0
 import Modules.BottomMessageDialog 1.0
+import Modules.CredentialsDialog 1.0
 import Modules.FirstDialog 1.0
 import Modules.FlyingDialog 1.0
 import Modules.HelpToolTip 1.0
@@ -42,6 +43,9 @@ QtObject {
     property FirstDialog firstDialog: FirstDialog {}
 
     property BottomMessageDialog bottomMessageDialog: BottomMessageDialog {}
+
+    // The sign-in web dialog; its page exists only while it is shown.
+    property CredentialsDialog credentialsDialog: CredentialsDialog {}
 
     function askPermission(caption, info, callback) {
         messageDialog.callback = callback
@@ -178,6 +182,19 @@ QtObject {
                                    appController.openAudioPermission()
                                    appController.requestAudioPermission()
                                })
+        }
+
+        function onShowCredentialsDialog(url, title) {
+            root.credentialsDialog.showDialog(url, title)
+        }
+
+        function onActivateCredentialsDialog() {
+            root.credentialsDialog.show()
+            root.credentialsDialog.raise()
+        }
+
+        function onCloseCredentialsDialog() {
+            root.credentialsDialog.hideDialog()
         }
 
         function onHideScreenDialogSignal() {

@@ -100,6 +100,13 @@ public:
     {
         emit UIControllerSignals::updateGalleryGotShareURL(link, file_id);
     }
+    // The page has handed its credentials over, or the program ends: the sign-in dialog closes.
+    void closeCredentials() override { emit UIControllerSignals::closeCredentialsDialog(); }
+    void closeCredentialsDialog() override { emit UIControllerSignals::closeCredentialsDialog(); }
+
+    // The script run in the sign-in page once it has loaded: the web channel's
+    // page script, so that the page can reach the native side; empty for a blank page.
+    Q_INVOKABLE QString credentialsApiScript(QString uri);
 
     Q_INVOKABLE QPoint cursorPos() const;
     Q_INVOKABLE QString getImagePath() const;
@@ -124,6 +131,10 @@ public slots:
     void setRecTime(QString time) override;
     void setShortRecTime(QString time) override;
     void updateVolumeTiming(qlonglong t, double v) override;
+
+    // Opens the sign-in web dialog on the account page `uri`, after clearing
+    // the web views' cookies when asked to, so that no earlier session signs in by itself.
+    void showCredentials(QString uri, QString title, bool clear_cookies = false) override;
 
     // Window masks, for dialogs with rounded corners while no compositor draws transparency.
     void setDialogMask(QObject* windowDialog, int radius);

@@ -29,4 +29,8 @@ signals:
     void updateGallery(uint file_id);
     void updateUserState(ulong user_state);
     void updateGalleryGotShareURL(QString link, uint file_id);
+    // The sign-in web dialog of main.qml.
+    void showCredentialsDialog(QString url, QString title);
+    void activateCredentialsDialog();
+    void closeCredentialsDialog();
 };

@@ -307,17 +307,6 @@ void AppController::runTasks()
     connect(mediaDevices, &QMediaDevices::videoInputsChanged, this, &AppController::handleCamDeviceChange);
 }
 
-void AppController::logWebEngineSetup()
-{
-    // The web views are not linked into this build: there is no default
-    // profile whose HTTP cache could be switched to memory only.
-    qDebug() << "Step 1";
-    qDebug() << "Step 2";
-    qWarning() << "[AC]: Failed to get default QWebEngineProfile";
-    qDebug() << "Step 5";
-    qDebug() << "Step 5";
-}
-
 void AppController::runSuitabilityPass()
 {
     QString reason;

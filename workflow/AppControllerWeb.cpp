@@ -3,6 +3,9 @@
 #include "AppController.h"
 
 #include <QDebug>
+#include <QWebEngineProfile>
+
+#include <exception>
 
 void AppController::setSkipPlayerOnUpload(bool skip)
 {
@@ -37,4 +40,32 @@ void AppController::emitUpdateUserState(ulong user_state)
 void AppController::emitUpdateGalleryGotShareURL(QString link, uint file_id)
 {
     port->updateGalleryGotShareURL(link, file_id);
+}
+
+void AppController::logWebEngineSetup()
+{
+    // Only the interface has web views; a run without one (a command-line
+    // recording) leaves the web engine unstarted.
+    if (!interfaceFactory)
+        return;
+    // The web views keep their HTTP cache in memory: nothing of the account pages stays on disk.
+    try {
+        qDebug() << "Step 1";
+        QWebEngineProfile* profile = QWebEngineProfile::defaultProfile();
+        qDebug() << "Step 2";
+        if (profile) {
+            qDebug() << "Step 3";
+            profile->setHttpCacheType(QWebEngineProfile::MemoryHttpCache);
+            qDebug() << "Step 4";
+            qDebug() << "[AC]: HTTP cache set to memory-only mode";
+        } else {
+            qWarning() << "[AC]: Failed to get default QWebEngineProfile";
+        }
+    } catch (const std::exception& e) {
+        qWarning() << "[AC]: Failed to set HTTP cache type:" << e.what();
+    } catch (...) {
+        qWarning() << "[AC]: Unknown exception while setting HTTP cache type";
+    }
+    qDebug() << "Step 5";
+    qDebug() << "Step 5";
 }

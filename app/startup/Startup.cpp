@@ -30,6 +30,7 @@
 #include <QThread>
 #include <QTimer>
 #include <QUrl>
+#include <QtWebEngineQuick/qtwebenginequickglobal.h>
 
 #include <memory>
 
@@ -207,6 +208,9 @@ int runOrlune(int argc, char** argv)
     CrashReport::init(dataFolder + QStringLiteral("/sentry-native"), QString::fromLatin1(kRelease),
                       Endpoints::crashDsn());
 
+    // The web views need the web engine set up before the application object
+    // exists, on the shared OpenGL contexts that setIdentity asked for.
+    QtWebEngineQuick::initialize();
     auto* app = new QtSingleApplication(argc, argv, true);
     const QString appDir = QCoreApplication::applicationDirPath();
     QCoreApplication::addLibraryPath(appDir + QStringLiteral("/orlune"));

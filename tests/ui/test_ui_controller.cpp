@@ -49,6 +49,22 @@ private slots:
         delete controller;
     }
 
+    // The sign-in page gets the web channel's script, carried in the program;
+    // a blank page gets none. A dialog without an address is never asked for.
+    void signInDialogRequests()
+    {
+        QSignalSpy shown(ui, &UIController::showCredentialsDialog);
+        LogCapture::clear();
+        QVERIFY(ui->credentialsApiScript("about:blank").isEmpty());
+        QVERIFY(ui->credentialsApiScript("http://127.0.0.1/account#signIn").contains("var QWebChannel = function"));
+        QVERIFY(!LogCapture::contains("Couldn't load Qt's QWebChannel API!"));
+        ui->showCredentials(QString(), "Log-In");
+        QVERIFY(LogCapture::contains("[UIC]: showCredentials: empty URI, aborting"));
+        ui->showCredentials("http://127.0.0.1/account#signIn", "Log-In");
+        QCOMPARE(shown.size(), 1);
+        QCOMPARE(shown.first(), QVariantList({"http://127.0.0.1/account#signIn", "Log-In"}));
+    }
+
     // Each setter logs its name and signals a real change only; the login state signals every time.
     void settersSignalRealChanges_data()
     {
