@@ -15,6 +15,7 @@ ServiceRouter::ServiceRouter(ServiceState& state)
     , upload(state)
     , accountPage(state)
     , updates(state)
+    , reportPage(state)
     , admin(state)
 {
 }
@@ -52,6 +53,8 @@ HttpResponse ServiceRouter::route(const HttpRequest& request)
         return accountPage.handle(request);
     if (updates.handles(path))
         return updates.handle(request);
+    if (reportPage.handles(path))
+        return reportPage.handle(request);
     if (path == "/ip")
         return ipEcho(request);
     return HttpResponse::text(404, "Not found\n");

@@ -3,6 +3,7 @@
 #include "AccountPage.h"
 #include "AdminEndpoint.h"
 #include "HttpResponse.h"
+#include "ReportPage.h"
 #include "ServiceApi.h"
 #include "UpdateEndpoint.h"
 #include "UploadEndpoint.h"
@@ -29,5 +30,6 @@ private:
     UploadEndpoint upload;
     AccountPage accountPage;
     UpdateEndpoint updates;
+    ReportPage reportPage;
     AdminEndpoint admin;
 };

@@ -261,6 +261,21 @@ private slots:
         QFile kept(dataDir.filePath("logs/" + stored));
         QVERIFY(kept.open(QIODevice::ReadOnly));
         QVERIFY(kept.readAll() == logs);
+
+        // The report form that follows names the log, and keeps what the user wrote.
+        r = service->get("/report?LogID=" + stored);
+        QVERIFY(r.status == 200 && r.body.contains(("value=\"" + stored + "\"").toUtf8()));
+        QCOMPARE(service->post("/report", "log_id=x&description=", "application/x-www-form-urlencoded").status, 400);
+        r = service->post("/report", "log_id=" + stored.toUtf8() + "&description=It+froze",
+                          "application/x-www-form-urlencoded");
+        QCOMPARE(r.status, 200);
+        const QStringList reports = QDir(dataDir.filePath("reports")).entryList({"*.json"});
+        QCOMPARE(reports.size(), 1);
+        QFile report(dataDir.filePath("reports/" + reports[0]));
+        QVERIFY(report.open(QIODevice::ReadOnly));
+        const QJsonObject sent = QJsonDocument::fromJson(report.readAll()).object();
+        QCOMPARE(sent.value("description").toString(), QString("It froze"));
+        QCOMPARE(sent.value("log_id").toString(), stored);
     }
 
     // The IP echo answers with the caller's address in "origin", as JSON, and only to reads.
