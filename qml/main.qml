@@ -6,6 +6,7 @@ import Modules.FirstDialog 1.0
 import Modules.FlyingDialog 1.0
 import Modules.HelpToolTip 1.0
 import Modules.MessageDialog 1.0
+import Modules.SettingsDialog 1.0
 import Modules.VideoRecordingDialog 1.0
 import Modules.WebCamDialog 1.0
 
@@ -37,6 +38,18 @@ QtObject {
             if (callback)
                 callback()
         }
+    }
+
+    property SettingsDialog settingsDialog: SettingsDialog {
+        helpToolTip: root.helpToolTip
+        messageDialog: root.messageDialog
+    }
+
+    // A recording that ends while the settings window is open gives the
+    // microphone meter back, once the recording has let the device go.
+    property Timer micMonitorRestartTimer: Timer {
+        interval: 300
+        onTriggered: appController.startMicMonitor()
     }
 
     property FirstDialog firstDialog: FirstDialog {}
@@ -146,6 +159,10 @@ QtObject {
                 root.videoRecordingMenu.show()
         }
 
+        function onShowSettingsSignal() {
+            root.settingsDialog.openDialog()
+        }
+
         function onShowFirstDialogSignal() {
             root.firstDialog.show()
             root.firstDialog.raise()
@@ -207,6 +224,8 @@ QtObject {
             root.hideMenu(root.micSliderPopup)
             root.hideMenu(root.webCamMenu)
             uiController.clearMaskRecordingRectangle()
+            if (root.settingsDialog.visible && !settingsManager.muteAudio)
+                root.micMonitorRestartTimer.restart()
         }
     }
 
