@@ -78,11 +78,12 @@ Rectangle {
         color: root.color
     }
 
+    // Beside the menu icon and the window's buttons, never under them.
     Column {
         id: content
         x: root.margin
         y: Dimensions.y(45)
-        width: root.width - 2 * root.margin
+        width: root.width - root.margin - root.reservedRight - menuButton.width - Dimensions.x(40)
         spacing: Dimensions.y(30)
 
         Column {
@@ -141,7 +142,7 @@ Rectangle {
             }
 
             Text {
-                width: content.width - root.reservedRight
+                width: content.width
                 text: settingsManager.login
                 font: Appearance.regularBold42
                 color: Appearance.headerText
@@ -167,7 +168,7 @@ Rectangle {
 
                 Text {
                     text: "Please check your internet connection and\ntry to reconnect."
-                    font: Appearance.regular36
+                    font: Appearance.regular30
                     color: Appearance.headerText
                 }
 
@@ -190,7 +191,7 @@ Rectangle {
         Item {
             id: xmlHolder
             visible: root.xmlObject !== null
-            width: content.width
+            width: root.width - 2 * root.margin
             height: childrenRect.height
         }
     }

@@ -8,8 +8,10 @@ Popup {
     id: root
 
     readonly property int loginState: uiController.loginState
-    readonly property bool signedIn: loginState === Enums.LOGIN
     readonly property bool signedOut: loginState === Enums.NOLOGIN
+    // Offline, the stored account decides.
+    readonly property bool signedIn: loginState === Enums.LOGIN
+                                     || (loginState === Enums.OFFLINE && settingsManager.is_authenticated_user)
 
     function choose(action) {
         close()
