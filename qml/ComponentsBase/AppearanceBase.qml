@@ -31,7 +31,6 @@ QtObject {
     readonly property color settingsText: "#1C1C1C"
     readonly property color settingsMutedText: "#6B6B6B"
     readonly property color settingsLine: "#EAEAEA"
-    readonly property color settingsDisabled: "#BDBEBF"
     readonly property color headerText: "#FFFFFF"
 
     readonly property FontInterFamily fontInter: FontInterFamily {}

@@ -1,9 +1,9 @@
 // The tray of the real program on an X server of the test's own, with trayer
 // as the desktop's system tray: the icon docks in trayer's panel, its menu
 // opens under the right button with the items in their order, "Settings"
-// opens the settings window, and "Quit Orlune" ends the program with status 0. A desktop without a tray gets one
-// log line and keeps the floating menu; a tray that appears later still gets
-// the icon.
+// opens the settings window, and "Quit Orlune" ends the program with status 0.
+// A desktop without a tray gets one log line and keeps the floating menu; a
+// tray that appears later still gets the icon.
 #include "LoggedStart.h"
 #include "PrivateServers.h"
 #include "ScreenDriver.h"

@@ -127,6 +127,47 @@ Window {
             isProxyTestInProgress = false
     }
 
+    // A device row's button that reads its list again.
+    component RefreshButton: PanelButton {
+        Layout.preferredWidth: Dimensions.x(110)
+        Layout.preferredHeight: Dimensions.y(110)
+        iconSource: "qrc:/images/ScreenDialog/reload-arrow.svg"
+    }
+
+    // A row of a label and a switch at the right.
+    component SwitchRow: RowLayout {
+        property alias text: label.text
+        property alias switchName: toggle.objectName
+        property alias checked: toggle.checked
+
+        signal clicked
+
+        width: parent.width
+        height: Dimensions.y(90)
+
+        Text {
+            id: label
+            Layout.fillWidth: true
+            font: Appearance.regular36
+            color: Appearance.settingsText
+        }
+
+        CustomCheckBox {
+            id: toggle
+            onClicked: parent.clicked()
+        }
+    }
+
+    component FieldLabel: Text {
+        font: Appearance.regular30
+        color: Appearance.settingsText
+    }
+
+    component ProxyField: CustomTextInput {
+        Layout.fillHeight: true
+        font: Appearance.regular30
+    }
+
     Connections {
         target: uiController
         function onCurrentWebcamChanged() {
@@ -260,10 +301,7 @@ Window {
                 }
             }
 
-            PanelButton {
-                Layout.preferredWidth: root.rowHeight
-                Layout.preferredHeight: root.rowHeight
-                iconSource: "qrc:/images/ScreenDialog/reload-arrow.svg"
+            RefreshButton {
                 onClicked: appController.updateCameraListAndCurrentCameraIndex()
             }
         }
@@ -313,10 +351,7 @@ Window {
                 }
             }
 
-            PanelButton {
-                Layout.preferredWidth: root.rowHeight
-                Layout.preferredHeight: root.rowHeight
-                iconSource: "qrc:/images/ScreenDialog/reload-arrow.svg"
+            RefreshButton {
                 onClicked: appController.updateMikeList()
             }
         }
@@ -352,10 +387,7 @@ Window {
                 elide: Text.ElideRight
             }
 
-            PanelButton {
-                Layout.preferredWidth: root.rowHeight
-                Layout.preferredHeight: root.rowHeight
-                iconSource: "qrc:/images/ScreenDialog/reload-arrow.svg"
+            RefreshButton {
                 onClicked: {
                     appController.refreshPlaybackDevices()
                     appController.updateMikeList()
@@ -419,43 +451,21 @@ Window {
             }
         }
 
-        RowLayout {
-            width: parent.width
-            height: Dimensions.y(90)
-
-            Text {
-                Layout.fillWidth: true
-                text: "Instant Share Link"
-                font: Appearance.regular36
-                color: Appearance.settingsText
-            }
-
-            CustomCheckBox {
-                objectName: "instantShareSwitch"
-                checked: settingsManager.auto_upload
-                onClicked: root.toggleAccountSwitch(settingsManager.auto_upload, "instant_share_disabled_manually",
-                                                    value => settingsManager.auto_upload = value)
-            }
+        SwitchRow {
+            text: "Instant Share Link"
+            switchName: "instantShareSwitch"
+            checked: settingsManager.auto_upload
+            onClicked: root.toggleAccountSwitch(settingsManager.auto_upload, "instant_share_disabled_manually",
+                                                value => settingsManager.auto_upload = value)
         }
 
-        RowLayout {
-            width: parent.width
-            height: Dimensions.y(90)
-
-            Text {
-                Layout.fillWidth: true
-                text: "Highlight Mouse Cursor"
-                font: Appearance.regular36
-                color: Appearance.settingsText
-            }
-
-            CustomCheckBox {
-                objectName: "mouseHighlightSwitch"
-                checked: settingsManager.mouse_highlight
-                onClicked: root.toggleAccountSwitch(settingsManager.mouse_highlight,
-                                                    "mouse_highlight_disabled_manually",
-                                                    value => settingsManager.mouse_highlight = value)
-            }
+        SwitchRow {
+            text: "Highlight Mouse Cursor"
+            switchName: "mouseHighlightSwitch"
+            checked: settingsManager.mouse_highlight
+            onClicked: root.toggleAccountSwitch(settingsManager.mouse_highlight,
+                                                "mouse_highlight_disabled_manually",
+                                                value => settingsManager.mouse_highlight = value)
         }
 
         RowLayout {
@@ -536,26 +546,20 @@ Window {
                 height: Dimensions.y(70)
                 spacing: Dimensions.x(15)
 
-                Text {
+                FieldLabel {
                     text: "Proxy Server"
-                    font: Appearance.regular30
-                    color: Appearance.settingsText
                 }
-                CustomTextInput {
+                ProxyField {
                     objectName: "proxyServerField"
                     Layout.fillWidth: true
-                    Layout.fillHeight: true
-                    font: Appearance.regular30
                     text: settingsManager.server
                     onTextEdited: {
                         settingsManager.server = text
                         root.proxyEdited()
                     }
                 }
-                Text {
+                FieldLabel {
                     text: "Type"
-                    font: Appearance.regular30
-                    color: Appearance.settingsText
                 }
                 CustomComboBox {
                     id: proxyTypeComboBox
@@ -584,48 +588,36 @@ Window {
                 height: Dimensions.y(70)
                 spacing: Dimensions.x(15)
 
-                Text {
+                FieldLabel {
                     text: "Port"
-                    font: Appearance.regular30
-                    color: Appearance.settingsText
                 }
-                CustomTextInput {
+                ProxyField {
                     objectName: "proxyPortField"
                     Layout.preferredWidth: Dimensions.x(170)
-                    Layout.fillHeight: true
-                    font: Appearance.regular30
                     text: settingsManager.port
                     onTextEdited: {
                         settingsManager.port = text
                         root.proxyEdited()
                     }
                 }
-                Text {
+                FieldLabel {
                     text: "User Name"
-                    font: Appearance.regular30
-                    color: Appearance.settingsText
                 }
-                CustomTextInput {
+                ProxyField {
                     objectName: "proxyNameField"
                     Layout.fillWidth: true
-                    Layout.fillHeight: true
-                    font: Appearance.regular30
                     text: settingsManager.name
                     onTextEdited: {
                         settingsManager.name = text
                         root.proxyEdited()
                     }
                 }
-                Text {
+                FieldLabel {
                     text: "Password"
-                    font: Appearance.regular30
-                    color: Appearance.settingsText
                 }
-                CustomTextInput {
+                ProxyField {
                     objectName: "proxyPasswordField"
                     Layout.fillWidth: true
-                    Layout.fillHeight: true
-                    font: Appearance.regular30
                     echoMode: TextInput.Password
                     text: settingsManager.pas
                     onTextEdited: {
