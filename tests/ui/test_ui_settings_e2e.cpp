@@ -3,7 +3,8 @@
 // change is in the settings file at once. A quality button and a switch write
 // their keys; typing into the proxy's port turns the proxy off and leaves its
 // switch disabled until a test passes; a new hot key typed into the shortcut
-// field is stored, opens the selection, and the old one no longer does.
+// field is stored, opens the selection, and the old one no longer does; the
+// report button asks before it sends anything.
 #include "LoggedStart.h"
 #include "PrivateServers.h"
 #include "ScreenDriver.h"
@@ -22,6 +23,7 @@ const QPoint kHighlightSwitch(-46, 299);
 const QPoint kProxyGear(-94, 344);
 const QPoint kProxySwitch(-46, 344);
 const QPoint kEditShortcutWithProxy(-88, 464);
+const QPoint kReportBugWithProxy(-126, 523);
 // The port field stands at the left of the second row of proxy fields.
 const QPoint kPortFieldFromLeft(87, 421);
 
@@ -123,6 +125,10 @@ private slots:
         QVERIFY(user.key("alt+s"));
         QTest::qWait(1500);
         QVERIFY(user.visibleWindow("regionSelect0").isNull());
+
+        // "REPORT BUG" asks first.
+        QVERIFY(user.click(at(kReportBugWithProxy)));
+        QVERIFY2(user.waitVisible("messageDialog", 5000), qPrintable(readLog(log)));
 
         orlune.terminate();
         QVERIFY(collectOrlune(orlune, 20000).finished);
