@@ -47,5 +47,9 @@ QString supportAddress()
 {
     return QStringLiteral("support@orlune.invalid");
 }
+QString contactUrl()
+{
+    return webUrl() + "contact";
+}
 
 } // namespace Endpoints

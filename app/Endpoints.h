@@ -20,4 +20,6 @@ QString changeLogUrl();
 QString reportFormUrl();
 // Support mail address.
 QString supportAddress();
+// The product's contact page, opened from the settings window's menu.
+QString contactUrl();
 } // namespace Endpoints

@@ -7,6 +7,7 @@ import Modules.FirstDialog 1.0
 import Modules.FlyingDialog 1.0
 import Modules.HelpToolTip 1.0
 import Modules.MessageDialog 1.0
+import Modules.SettingsDialog 1.0
 import Modules.VideoRecordingDialog 1.0
 import Modules.WebCamDialog 1.0
 
@@ -38,6 +39,18 @@ QtObject {
             if (callback)
                 callback()
         }
+    }
+
+    property SettingsDialog settingsDialog: SettingsDialog {
+        helpToolTip: root.helpToolTip
+        messageDialog: root.messageDialog
+    }
+
+    // A recording that ends while the settings window is open gives the
+    // microphone meter back, once the recording has let the device go.
+    property Timer micMonitorRestartTimer: Timer {
+        interval: 300
+        onTriggered: appController.startMicMonitor()
     }
 
     property FirstDialog firstDialog: FirstDialog {}
@@ -150,6 +163,10 @@ QtObject {
                 root.videoRecordingMenu.show()
         }
 
+        function onShowSettingsSignal() {
+            root.settingsDialog.openDialog()
+        }
+
         function onShowFirstDialogSignal() {
             root.firstDialog.show()
             root.firstDialog.raise()
@@ -224,6 +241,8 @@ QtObject {
             root.hideMenu(root.micSliderPopup)
             root.hideMenu(root.webCamMenu)
             uiController.clearMaskRecordingRectangle()
+            if (root.settingsDialog.visible && !settingsManager.muteAudio)
+                root.micMonitorRestartTimer.restart()
         }
     }
 

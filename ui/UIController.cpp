@@ -3,6 +3,7 @@
 #include "ApiCalls.h"
 #include "AppController.h"
 #include "DimensionsBase.h"
+#include "Endpoints.h"
 #include "KeySequence.h"
 #include "KeyboardSwitcher.h"
 #include "QmlEngine.h"
@@ -253,6 +254,11 @@ bool UIController::showVideoRecordingDialogSignal(int x, int y, int width, int h
 QPoint UIController::cursorPos() const
 {
     return QCursor::pos();
+}
+
+QString UIController::contactUrl() const
+{
+    return Endpoints::contactUrl();
 }
 
 QString UIController::getImagePath() const

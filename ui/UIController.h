@@ -42,6 +42,8 @@ class UIController : public UIControllerSignals, public InterfacePort
     Q_PROPERTY(QString version READ version WRITE setVersion NOTIFY versionChanged)
     Q_PROPERTY(QString recTime READ recTime WRITE setRecTime NOTIFY recTimeChanged)
     Q_PROPERTY(QString shortRecTime READ shortRecTime WRITE setShortRecTime NOTIFY shortRecTimeChanged)
+    // The product's contact page, for the settings window's menu.
+    Q_PROPERTY(QString contactUrl READ contactUrl CONSTANT)
     Q_PROPERTY(bool dwmIsCompositionEnabled READ dwmIsCompositionEnabled WRITE setDwmIsCompositionEnabled NOTIFY
                    dwmIsCompositionEnabledChanged)
 
@@ -72,6 +74,7 @@ public:
     QString recTime() const { return m_recTime; }
     QString shortRecTime() const { return m_shortRecTime; }
     bool dwmIsCompositionEnabled() const override { return m_dwmIsCompositionEnabled; }
+    QString contactUrl() const;
 
     QQmlApplicationEngine* engine() const { return m_engine.data(); }
     // Owned by the engine; replaced with it.

@@ -557,6 +557,9 @@ void AppController::quit()
         *hotkey = nullptr;
     }
     tickTimer->stop();
+    // The settings window's meter may be running; it goes before the guard below
+    // starts counting, since a slow sound source can hold it for a second.
+    stopMicMonitor();
     if (trayPollTimer)
         trayPollTimer->stop();
     if (trayIcon) {

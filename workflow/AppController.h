@@ -223,6 +223,11 @@ public slots:
     void setMikeLevel(int mikeLevel);
     int getMikeLevel();
 
+    // The recording quality buttons of the settings window.
+    void buttonClickedSD();
+    void buttonClickedHD();
+    void buttonClicked4K();
+
     // Global hot keys: the start/stop shortcut, its store, and Esc while a selection is open.
     void setKeySequence(QString keySequence);
     void setNativeShortcut(QString keySequence, uint key, uint modifier = 0);

@@ -27,11 +27,19 @@ QtObject {
     readonly property color popupText: "#1C1C1C"
     readonly property color firstDialogText: "#FFFFFF"
 
+    // Settings window.
+    readonly property color settingsText: "#1C1C1C"
+    readonly property color settingsMutedText: "#6B6B6B"
+    readonly property color settingsLine: "#EAEAEA"
+    readonly property color headerText: "#FFFFFF"
+
     readonly property FontInterFamily fontInter: FontInterFamily {}
     readonly property real lineHeight: fontInter.lineHeight
     readonly property font regular18: fontInter.regular18
     readonly property font regular30: fontInter.regular30
     readonly property font regular36: fontInter.regular36
     readonly property font regular42: fontInter.regular42
+    readonly property font regularBold36: fontInter.regularBold36
+    readonly property font regularBold42: fontInter.regularBold42
     readonly property font regular60: fontInter.regular60
 }

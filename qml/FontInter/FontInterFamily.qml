@@ -21,6 +21,16 @@ FontLoaderBase {
         "family": regularFamily,
         "pixelSize": Dimensions.y(42)
     })
+    readonly property font regularBold36: Qt.font({
+        "family": regularFamily,
+        "pixelSize": Dimensions.y(36),
+        "bold": true
+    })
+    readonly property font regularBold42: Qt.font({
+        "family": regularFamily,
+        "pixelSize": Dimensions.y(42),
+        "bold": true
+    })
     readonly property font regular60: Qt.font({
         "family": regularFamily,
         "pixelSize": Dimensions.y(60)

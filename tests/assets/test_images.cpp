@@ -19,6 +19,7 @@ const QString kScreen = ":/images/ScreenDialog/";
 const QString kWebCam = ":/images/WebCamDialog/";
 const QString kPopup = ":/images/BottomMessageDialog/";
 const QString kFirst = ":/images/FirstDialog/";
+const QString kSettings = ":/images/SettingsDialog/";
 
 // The level images and the device glyphs they lie over; the same in both folders.
 const QStringList kDevices = {"mic", "volume", "webcam"};
@@ -115,6 +116,12 @@ private slots:
         for (const QString& name : QStringList{"open-link", "open-gallery"})
             QTest::newRow(qPrintable("Pop-up " + name)) << kPopup + name + ".svg" << square << "brand";
         QTest::newRow("First cross") << kFirst + "cross.svg" << square << "light";
+        // The settings window: light on its account box, dark on its white body;
+        // the offline picture is asked for without a suffix.
+        for (const QString& name : QStringList{"menu.svg", "minimize.svg", "offline"})
+            QTest::newRow(qPrintable("Settings " + name)) << kSettings + name << square << "light";
+        for (const QString& name : QStringList{"gear", "edit", "reset"})
+            QTest::newRow(qPrintable("Settings " + name)) << kSettings + name + ".svg" << square << "dark";
     }
 
     // Each image exists under its name, draws at the size it is shown, keeps the
@@ -253,7 +260,7 @@ private slots:
             for (const QString& word : banned)
                 QVERIFY2(!text.contains(word, Qt::CaseInsensitive), qPrintable(path + " contains " + word));
         }
-        QCOMPARE(files, 46);
+        QCOMPARE(files, 52);
     }
 };
 

@@ -170,3 +170,18 @@ int framePixels(const QImage& picture)
     }
     return count;
 }
+
+QPoint redCentre(const QImage& screen, const QRect& inside)
+{
+    qint64 sx = 0, sy = 0, n = 0;
+    for (int y = inside.top(); y <= inside.bottom(); ++y)
+        for (int x = inside.left(); x <= inside.right(); ++x) {
+            const QRgb c = screen.pixel(x, y);
+            if (qRed(c) > 180 && qGreen(c) < 90 && qBlue(c) < 90) {
+                sx += x;
+                sy += y;
+                ++n;
+            }
+        }
+    return n ? QPoint(int(sx / n), int(sy / n)) : QPoint();
+}

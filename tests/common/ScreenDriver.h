@@ -57,3 +57,7 @@ private:
 double meanDifference(const QImage& a, const QImage& b);
 // Pixels of the picture that are the recording frame's red.
 int framePixels(const QImage& picture);
+// The centre of the red marks inside a rectangle of the screen (null when there
+// are none): the floating menu's record button is the one red thing in the
+// expanded menu.
+QPoint redCentre(const QImage& screen, const QRect& inside);

@@ -1,9 +1,9 @@
 // The tray of the real program on an X server of the test's own, with trayer
 // as the desktop's system tray: the icon docks in trayer's panel, its menu
-// opens under the right button with the items in their order, and "Quit
-// Orlune" ends the program with status 0. A desktop without a tray gets one
-// log line and keeps the floating menu; a tray that appears later still gets
-// the icon.
+// opens under the right button with the items in their order, "Settings"
+// opens the settings window, and "Quit Orlune" ends the program with status 0.
+// A desktop without a tray gets one log line and keeps the floating menu; a
+// tray that appears later still gets the icon.
 #include "LoggedStart.h"
 #include "PrivateServers.h"
 #include "ScreenDriver.h"
@@ -121,10 +121,17 @@ private slots:
                  "the icon is not in trayer's panel");
         QCOMPARE(readLog(log).count(kNoTray), trayAtStart ? 0 : 1);
 
+        // Five items of one height: "Settings", the third, opens the settings window.
         QVERIFY(user.click(icon.center(), 3));
         QVERIFY2(user.waitVisible("trayMenu", 10000), qPrintable(readLog(log)));
-        const QRect menu = user.visibleWindow("trayMenu");
-        // Five items of one height; the last one, "Quit Orlune", is at the bottom.
+        QRect menu = user.visibleWindow("trayMenu");
+        QVERIFY(user.click(menu.center()));
+        QVERIFY2(user.waitVisible("settingsDialog", 10000), qPrintable(readLog(log)));
+
+        // The last one, "Quit Orlune", is at the bottom.
+        QVERIFY(user.click(icon.center(), 3));
+        QVERIFY2(user.waitVisible("trayMenu", 10000), qPrintable(readLog(log)));
+        menu = user.visibleWindow("trayMenu");
         QVERIFY(user.click(QPoint(menu.center().x(), menu.bottom() - menu.height() / 10)));
 
         const OrluneRun ended = collectOrlune(orlune, 15000);

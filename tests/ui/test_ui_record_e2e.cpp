@@ -19,23 +19,6 @@ const QSize kScreen(1280, 720);
 // menu, which starts in the middle of the screen.
 const QRect kArea(100, 100, 400, 300);
 
-// The centre of the red marks inside a rectangle of the screen: the floating
-// menu's record button is the one red thing in the expanded menu.
-QPoint redCentre(const QImage& screen, const QRect& inside)
-{
-    qint64 sx = 0, sy = 0, n = 0;
-    for (int y = inside.top(); y <= inside.bottom(); ++y)
-        for (int x = inside.left(); x <= inside.right(); ++x) {
-            const QRgb c = screen.pixel(x, y);
-            if (qRed(c) > 180 && qGreen(c) < 90 && qBlue(c) < 90) {
-                sx += x;
-                sy += y;
-                ++n;
-            }
-        }
-    return n ? QPoint(int(sx / n), int(sy / n)) : QPoint();
-}
-
 QImage frameAt(const QString& file, double seconds)
 {
     QProcess ffmpeg;

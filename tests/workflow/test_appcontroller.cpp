@@ -153,6 +153,17 @@ private slots:
             QTest::addRow("update lock %d", lock) << Action([c, lock = lock] { c->UpdateButtonLock(lock); })
                                                   << QString("setUpdateAppStatus(%1)%2").arg(status).arg(enable);
         row("unknown update lock", "", [c] { c->UpdateButtonLock(9); });
+        // The quality buttons; 4K on this display, smaller than 4K, falls back to HD and hides its button.
+        const auto quality = [c](void (AppController::*button)(), Common::RecordingQuality expected) {
+            return Action([=] {
+                (c->*button)();
+                QCOMPARE(settings()->quality(), expected);
+            });
+        };
+        row("quality SD", "", quality(&AppController::buttonClickedSD, Common::RECORDING_QUALITY_SD));
+        row("quality HD", "", quality(&AppController::buttonClickedHD, Common::RECORDING_QUALITY_HD));
+        row("quality 4K refused", "setQuality4KVisible(false)",
+            quality(&AppController::buttonClicked4K, Common::RECORDING_QUALITY_HD));
         // The uploader's cadence. Nobody is signed in: a run ends at once with "nothing more for now".
         row("tick", "run in 5000", [c] { c->tick(); });
         row("tick during a run", "", [c] {

@@ -16,6 +16,13 @@ QtObject {
         NewVersionAvaliable = 8
     }
 
+    // The interface controller's account states, as the settings window shows them.
+    enum LoginState {
+        LOGIN = 0,
+        NOLOGIN = 1,
+        OFFLINE = 2
+    }
+
     enum MsgType {
         MsgLogin = 0,
         MsgInfo = 2,
