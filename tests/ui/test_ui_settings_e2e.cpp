@@ -18,6 +18,7 @@ namespace {
 // 600 with the proxy fields open).
 constexpr int kBody = 528;
 constexpr int kBodyWithProxy = 600;
+const QPoint kSd(-120, 207);
 const QPoint kHd(-54, 207);
 const QPoint kHighlightSwitch(-46, 299);
 const QPoint kProxyGear(-94, 344);
@@ -65,6 +66,7 @@ private slots:
             store.setValue("is_first_start", false);
             store.setValue("is_authenticated_user", true);
             store.setValue("mouse_highlight", false);
+            store.setValue("recording_quality", -3); // out of range: shown as SD
             store.setValue("proxy_host", "127.0.0.1");
             store.setValue("proxy_port", "3128");
             store.setValue("proxy_server", true);
@@ -90,6 +92,9 @@ private slots:
             return QPoint(window.right() + 1 + fromTopRight.x(), window.top() + box + fromTopRight.y());
         };
 
+        // The stored quality out of range is shown clamped: SD is the chosen one, drawn in the brand colour.
+        const QColor sd = user.grabScreen().pixelColor(at(kSd) + QPoint(-20, -10)); // beside its label
+        QVERIFY2(qAbs(sd.red() - 0x51) < 16 && sd.green() < 16 && qAbs(sd.blue() - 0xA4) < 16, qPrintable(sd.name()));
         QVERIFY(user.click(at(kHd)));
         QVERIFY2(waitStored("recording_quality", 1), qPrintable(stored("recording_quality").toString()));
         QCOMPARE(stored("isVideoQualityNeverSet").toBool(), false);
