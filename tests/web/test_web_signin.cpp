@@ -1,46 +1,37 @@
-// Signing in through the sign-in dialog, in the real web engine against the
-// reference service. The program's controller and scene run in this process
-// as the program starts them with -webdebug, so that the account page can be
-// driven over the remote debugging port; the dialog opens from the buttons
-// of the login pop-up, clicked with xdotool.
+// Signing in as a user does, with the real program against the reference
+// service. The program runs with -webdebug; a second start opens its settings
+// window, a click on a button of the window's account box opens the sign-in
+// window, and the account page in it is driven over the remote debugging port.
 //
-// A sign-up on the page leaves the settings with the new account's login,
-// token and salt, closes the dialog and drops its page, and the account is
-// confirmed by the service; the real program's next recording then gets a
-// link that serves the file. A page that can't load (service down) shows the
-// engine's error, and a dialog closed half way changes no credential; both
-// refresh the account as they close.
-#include "AppController.h"
+// A page that can't load (nothing listens at the web address) shows the
+// engine's error, and a sign-in closed half way changes nothing; both refresh
+// the account as they close. A sign-up on the page leaves the settings file
+// with the new account's login, token and salt as the service keeps them,
+// closes the sign-in window, and the account box shows the account. Each run
+// ends with TERM and exit status 0; the next recording then gets a link that
+// serves the recorded file.
 #include "CdpPage.h"
-#include "LogCapture.h"
-#include "MediaDatabase.h"
+#include "LoggedStart.h"
 #include "MovingPicture.h"
-#include "OrluneProcess.h"
-#include "QmlTypes.h"
-#include "SceneBackend.h"
 #include "ScreenDriver.h"
 #include "ServiceProcess.h"
-#include "SettingsKeys.h"
-#include "SettingsManager.h"
-#include "UIController.h"
 #include "WebDebugPages.h"
 
-#include <QApplication>
 #include <QJsonDocument>
-#include <QQmlApplicationEngine>
-#include <QQuickItem>
-#include <QQuickWindow>
 #include <QSettings>
 #include <QTcpServer>
 #include <QtTest>
-#include <QtWebEngineQuick/qtwebenginequickglobal.h>
 
-#include <optional>
+#include <unistd.h>
 
 namespace {
 // The page's own readiness: its form is shown and the web channel is known.
 const char* const kPageReady = "typeof QWebChannel === 'function' && typeof qt === 'object'"
                                " && document.querySelector('section.active form') !== null";
+// The settings window's height below its account box (scale 1).
+constexpr int kSettingsBody = 528;
+// The sign-in window's close cross, from its top right corner (scale 1).
+const QPoint kCloseCross(-25, 24);
 
 QByteArray fileBytes(const QString& path)
 {
@@ -67,6 +58,55 @@ QString deadServiceUrl()
     server.listen(QHostAddress::LocalHost);
     return QString("http://127.0.0.1:%1/").arg(server.serverPort());
 }
+
+bool whiteish(QRgb c)
+{
+    return qRed(c) > 225 && qGreen(c) > 215 && qBlue(c) > 240; // white, or the light hover colour
+}
+
+// The white filled button in the area (the account box's "Sign In"): the
+// bounds of rows of white longer than any letter, where many such rows stack
+// (an outlined button has only the two of its border); null when there is none.
+QRect whiteButton(const QImage& screen, const QRect& onScreen)
+{
+    const QRect area = onScreen & screen.rect();
+    constexpr int kLongerThanLetters = 40;
+    constexpr int kFilledRows = 6;
+    QList<QRect> runs;
+    QList<int> rowsAcross(area.width(), 0);
+    for (int y = area.top(); y <= area.bottom(); ++y) {
+        int run = 0;
+        for (int x = area.left(); x <= area.right() + 1; ++x) {
+            if (x <= area.right() && whiteish(screen.pixel(x, y))) {
+                ++run;
+                continue;
+            }
+            if (run >= kLongerThanLetters) {
+                runs << QRect(x - run, y, run, 1);
+                for (int column = x - run; column < x; ++column)
+                    ++rowsAcross[column - area.left()];
+            }
+            run = 0;
+        }
+    }
+    QRect found;
+    for (const QRect& run : runs)
+        if (rowsAcross[run.center().x() - area.left()] >= kFilledRows)
+            found |= run;
+    return found;
+}
+
+int brandPixels(const QImage& screen, const QRect& onScreen)
+{
+    const QRect area = onScreen & screen.rect();
+    int count = 0;
+    for (int y = area.top(); y <= area.bottom(); ++y)
+        for (int x = area.left(); x <= area.right(); ++x) {
+            const QRgb c = screen.pixel(x, y);
+            count += qAbs(qRed(c) - 0x51) < 12 && qGreen(c) < 12 && qAbs(qBlue(c) - 0xA4) < 12;
+        }
+    return count;
+}
 } // namespace
 
 class TestWebSignIn : public QObject
@@ -74,40 +114,65 @@ class TestWebSignIn : public QObject
     Q_OBJECT
 
     ServiceProcess service{QDir::homePath() + "/service"};
-    AppController* controller = nullptr;
-    UIController* ui = nullptr;
     ScreenDriver user{QProcessEnvironment::systemEnvironment()};
-    std::optional<LogCapture> log; // made once the test library has installed its own handler
+    QProcess orlune;
+    QString log;
 
-    QQuickItem* sceneItem(const char* window, const char* name) const
+    QString logTail() const { return readLog(log).right(3000); }
+
+    // The program with its web pages on the debugging port, and its settings
+    // window opened by a second start, as a user who starts it again.
+    bool startWithSettings(const QString& webUrl)
     {
-        QObject* root = ui->engine()->rootObjects().value(0);
-        QObject* dialog = root ? root->property(window).value<QObject*>() : nullptr;
-        return dialog ? dialog->findChild<QQuickItem*>(name) : nullptr;
+        QSettings(orluneConfigFile(), QSettings::NativeFormat).setValue("is_first_start", false);
+        QProcessEnvironment env = orluneEnvironment();
+        env.insert("ORLUNE_SERVICE_URL", service.url("/"));
+        env.insert("ORLUNE_WEB_URL", webUrl);
+        if (geteuid() == 0)
+            env.insert("QTWEBENGINE_DISABLE_SANDBOX", "1"); // the engine's sandbox refuses root
+        log = startUntilLogged(orlune, {"-webdebug"}, "[AC]:", env, 60000);
+        if (log.isEmpty() || !user.waitVisible("flyingMenuDialog", 30000))
+            return false;
+        const OrluneRun again = runOrlune({}, 30000, env);
+        return again.finished && again.exitCode == 0 && user.waitVisible("settingsDialog", 20000);
     }
 
-    // A click on the middle of the item, in the X server's pixels, once it is laid out in its window.
-    bool clickItem(QQuickItem* item) const
+    bool quitProgram()
     {
-        QRectF onScreen;
-        const bool laidOut = item && item->window()
-                             && waitUntil(
-                                 [&] {
-                                     onScreen = QRectF(item->mapToGlobal(QPointF(0, 0)), item->size());
-                                     return item->isVisible() && QRectF(item->window()->geometry()).contains(onScreen);
-                                 },
-                                 5000);
-        return laidOut && user.click((onScreen.center() * item->window()->devicePixelRatio()).toPoint());
+        orlune.terminate();
+        const OrluneRun run = collectOrlune(orlune, 30000);
+        return run.finished && run.exitCode == 0;
     }
 
-    // The login pop-up, one of its buttons clicked, and the account page of the dialog that opens.
-    QJsonObject openDialogFromPopup(const char* button)
+    QRect accountBox() const
     {
-        controller->showPopup(Common::MsgLogin, "Sign in to share your recordings");
-        if (!user.waitVisible("bottomMessageDialog", 10000) || !clickItem(sceneItem("bottomMessageDialog", button))
+        const QRect window = user.visibleWindow("settingsDialog");
+        return QRect(window.topLeft(), QSize(window.width(), window.height() - kSettingsBody));
+    }
+
+    // The account box's "Sign In" as painted: null when it doesn't show in time.
+    QRect signInButton(int timeoutMs) const
+    {
+        QRect button;
+        waitUntil([&] { return !(button = whiteButton(user.grabScreen(), accountBox())).isNull(); }, timeoutMs);
+        return button;
+    }
+
+    // "Sign In" or, just left of it, "Register For Free" clicked; the account page of the window that opens.
+    QJsonObject openAccountPage(bool signUp)
+    {
+        const QRect button = signInButton(20000);
+        if (button.isNull() || !user.click(signUp ? QPoint(button.left() - 30, button.center().y()) : button.center())
             || !user.waitVisible("credentialsDialog", 20000))
             return QJsonObject();
         return WebDebugPages::waitForPage("/account", 30000);
+    }
+
+    bool closeSignInWindow() const
+    {
+        const QRect window = user.visibleWindow("credentialsDialog");
+        return !window.isNull() && user.click(QPoint(window.right(), window.top()) + kCloseCross)
+               && user.waitHidden("credentialsDialog", 10000);
     }
 
     // The service's record of an account, as it keeps it in its data folder.
@@ -125,45 +190,15 @@ class TestWebSignIn : public QObject
 private slots:
     void initTestCase()
     {
-        log.emplace();
+        for (const char* tool : {"xdotool", "ffmpeg"})
+            QVERIFY2(!QStandardPaths::findExecutable(QLatin1String(tool)).isEmpty(), tool);
         QVERIFY(service.start());
-        qputenv("ORLUNE_SERVICE_URL", service.url("/").toUtf8());
-        qputenv("ORLUNE_WEB_URL", service.url("/").toUtf8());
-        QVERIFY(openDatabase(SettingsManager::instance()->readSettingStr(SettingsKey::settings_path)));
-        controller = new AppController();
-        controller->webContextMenuOff = false;
-        controller->setInterfaceFactory([this](AppController* owner) { return ui = new UIController(owner); });
-        controller->runTasks();
-        QVERIFY(ui && user.waitVisible("flyingMenuDialog", 20000));
     }
 
-    void cleanupTestCase() { delete controller; }
-
-    void signUpStoresTheNewAccount()
+    void cleanup()
     {
-        QCOMPARE(storedCredentials(), QStringList({"", "", ""}));
-        const QJsonObject page = openDialogFromPopup("leftButton");
-        QVERIFY2(page.value("url").toString().endsWith("/account#signUp"), qPrintable(QJsonDocument(page).toJson()));
-        CdpPage cdp;
-        QVERIFY(cdp.open(page.value("webSocketDebuggerUrl").toString()));
-        QVERIFY(waitUntil([&] { return cdp.evaluate(kPageReady).toBool(); }, 20000));
-        QVERIFY(cdp.evaluate("document.getElementById('upLogin').value = 'dialog.user';"
-                             "document.getElementById('upPassword').value = 'a web password';"
-                             "document.querySelector('#signUp form').requestSubmit(); true")
-                    .toBool());
-
-        // The page handed the account over: stored, the dialog closed and its page gone.
-        QVERIFY2(user.waitHidden("credentialsDialog", 30000), qPrintable(LogCapture::lines().join('\n').right(3000)));
-        const QJsonObject account = serviceAccount("dialog.user");
-        QVERIFY(!account.isEmpty());
-        QCOMPARE(storedCredentials(),
-                 QStringList({"dialog.user", account.value("token").toString(), account.value("salt").toString()}));
-        QVERIFY(LogCapture::contains(" applying credentials for user: dialog.user"));
-        QVERIFY(LogCapture::contains("reloadUploader") && LogCapture::contains("refreshAccount"));
-        QVERIFY(waitUntil([] { return WebDebugPages::list().isEmpty(); }, 10000));
-        // The service knows the token: the account is confirmed and shares at once.
-        QVERIFY2(waitUntil([] { return storedFlag("is_authenticated_user") && storedFlag("auto_upload"); }, 30000),
-                 qPrintable(LogCapture::lines().join('\n').right(3000)));
+        if (orlune.state() != QProcess::NotRunning)
+            collectOrlune(orlune, 0);
     }
 
     void unfinishedSignInKeepsCredentials_data()
@@ -177,61 +212,76 @@ private slots:
     {
         QFETCH(bool, serviceDown);
         const QStringList before = storedCredentials();
-        QVERIFY(!before.first().isEmpty());
-        LogCapture::clear();
-        if (serviceDown)
-            qputenv("ORLUNE_WEB_URL", deadServiceUrl().toUtf8());
-        const QJsonObject page = openDialogFromPopup("rightButton");
-        qputenv("ORLUNE_WEB_URL", service.url("/").toUtf8());
-        QVERIFY2(page.value("url").toString().endsWith("/account#signIn"), qPrintable(QJsonDocument(page).toJson()));
+        QVERIFY2(startWithSettings(serviceDown ? deadServiceUrl() : service.url("/")), qPrintable(logTail()));
+        const QJsonObject page = openAccountPage(false);
+        QVERIFY2(page.value("url").toString().endsWith("/account#signIn"),
+                 qPrintable(QJsonDocument(page).toJson() + logTail()));
         CdpPage cdp;
         QVERIFY(cdp.open(page.value("webSocketDebuggerUrl").toString()));
         if (serviceDown) {
             // The engine's own error stands in the view.
             QVERIFY(waitUntil(
                 [&] { return cdp.evaluate("document.body.innerText").toString().contains("ERR_CONNECTION_REFUSED"); },
-                20000));
+                30000));
         } else {
-            QVERIFY(waitUntil([&] { return cdp.evaluate(kPageReady).toBool(); }, 20000));
+            QVERIFY(waitUntil([&] { return cdp.evaluate(kPageReady).toBool(); }, 30000));
             QVERIFY(cdp.evaluate("document.getElementById('inLogin').value = 'someone.else'; true").toBool());
         }
 
-        QVERIFY(clickItem(sceneItem("credentialsDialog", "closeButton")));
-        QVERIFY(user.waitHidden("credentialsDialog", 10000));
-        QVERIFY(waitUntil([] { return LogCapture::contains("refreshAccount"); }, 5000));
-        QVERIFY(!LogCapture::contains("applying credentials"));
+        const qsizetype refreshes = readLog(log).count("[AC]: refreshAccount");
+        QVERIFY(closeSignInWindow());
+        QVERIFY2(waitUntil([&] { return readLog(log).count("[AC]: refreshAccount") > refreshes; }, 10000),
+                 qPrintable(logTail()));
+        QVERIFY(!readLog(log).contains("applying credentials"));
         QCOMPARE(storedCredentials(), before);
         QVERIFY(waitUntil([] { return WebDebugPages::list().isEmpty(); }, 10000));
+        QVERIFY2(quitProgram(), qPrintable(logTail()));
     }
 
-    // For scripts/screenshots only: the sign-in page in the dialog, alone on
-    // the screen, until the file named by ORLUNE_SIGNIN_PICTURE is removed.
-    void showDialogForPictures()
+    void signUpStoresTheNewAccount()
     {
-        const QString handshake = qEnvironmentVariable("ORLUNE_SIGNIN_PICTURE");
-        if (handshake.isEmpty())
-            QSKIP("run by scripts/screenshots");
-        const QJsonObject page = openDialogFromPopup("rightButton");
+        QCOMPARE(storedCredentials(), QStringList({"", "", ""}));
+        QVERIFY2(startWithSettings(service.url("/")), qPrintable(logTail()));
+        const QJsonObject page = openAccountPage(true);
+        QVERIFY2(page.value("url").toString().endsWith("/account#signUp"),
+                 qPrintable(QJsonDocument(page).toJson() + logTail()));
         CdpPage cdp;
         QVERIFY(cdp.open(page.value("webSocketDebuggerUrl").toString()));
-        QVERIFY(waitUntil([&] { return cdp.evaluate(kPageReady).toBool(); }, 20000));
-        QVERIFY(user.waitHidden("bottomMessageDialog", 10000));
-        ui->engine()->rootObjects().value(0)->property("flyingMenuDialog").value<QWindow*>()->hide();
-        QTest::qWait(500); // the page's first paint
-        QFile ready(handshake);
-        QVERIFY(ready.open(QIODevice::WriteOnly));
-        ready.close();
-        QVERIFY(waitUntil([&] { return !ready.exists(); }, 60000));
-        QVERIFY(clickItem(sceneItem("credentialsDialog", "closeButton")));
+        QVERIFY(waitUntil([&] { return cdp.evaluate(kPageReady).toBool(); }, 30000));
+        QVERIFY(cdp.evaluate("document.getElementById('upLogin').value = 'dialog.user';"
+                             "document.getElementById('upPassword').value = 'a web password';"
+                             "document.querySelector('#signUp form').requestSubmit(); true")
+                    .toBool());
+
+        // The page handed the account over: stored as the service made it, the window closed and its page gone.
+        QVERIFY2(user.waitHidden("credentialsDialog", 30000), qPrintable(logTail()));
+        const QJsonObject account = serviceAccount("dialog.user");
+        QVERIFY(!account.isEmpty());
+        const QStringList expected{"dialog.user", account.value("token").toString(), account.value("salt").toString()};
+        QVERIFY2(waitUntil([&] { return storedCredentials() == expected; }, 10000),
+                 qPrintable(storedCredentials().join(' ')));
+        QVERIFY(readLog(log).contains(" applying credentials for user: dialog.user"));
+        QVERIFY(waitUntil([] { return WebDebugPages::list().isEmpty(); }, 10000));
+        // The service knows the token: the account is confirmed and shares at once.
+        QVERIFY2(waitUntil([] { return storedFlag("is_authenticated_user") && storedFlag("auto_upload"); }, 30000),
+                 qPrintable(logTail()));
+        // The account box shows the signed-in state: the login state reached it, and the sign-in buttons gave way.
+        QVERIFY2(waitUntil([&] { return readLog(log).contains("[AC]: setTabIndex : 0"); }, 30000),
+                 qPrintable(logTail()));
+        QVERIFY(waitUntil(
+            [&] {
+                const QImage screen = user.grabScreen();
+                const QRect box = accountBox();
+                return whiteButton(screen, box).isNull() && brandPixels(screen, box) > box.width() * box.height() / 2;
+            },
+            20000));
+        QVERIFY2(quitProgram(), qPrintable(logTail()));
     }
 
-    // The program signed in by the dialog records, uploads and prints the link.
+    // The program signed in by the page records, uploads and prints the link.
     void nextRecordingGetsItsLink()
     {
         QVERIFY(storedFlag("auto_upload"));
-        delete controller; // the program ends; the settings file stays
-        controller = nullptr;
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         MovingPicture picture;
         QVERIFY(picture.start(QSize(320, 240)));
         QProcessEnvironment env = orluneEnvironment();
@@ -248,20 +298,5 @@ private slots:
     }
 };
 
-// Started as the program starts: the web engine set up before the
-// application object, its pages open on the debugging port as with -webdebug.
-int main(int argc, char** argv)
-{
-    qputenv("QTWEBENGINE_REMOTE_DEBUGGING", QByteArray::number(WebDebugPages::kPort));
-    QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
-    QCoreApplication::setOrganizationName("Halvenmoor");
-    QCoreApplication::setApplicationName("orlune");
-    QtWebEngineQuick::initialize();
-    QApplication app(argc, argv);
-    registerQmlTypes();
-    chooseSceneBackend();
-    TestWebSignIn test;
-    return QTest::qExec(&test, argc, argv);
-}
-
+QTEST_GUILESS_MAIN(TestWebSignIn)
 #include "test_web_signin.moc"
