@@ -1,5 +1,5 @@
 // Sources of other shapes loaded on the test's sound server, captured and mixed with their tone intact,
-// and sources that go away under a running thread.
+// and a sink that goes away under a running thread.
 
 #include "AudioToneSupport.h"
 #include "ffmpegAudioCap.h"
@@ -73,7 +73,7 @@ private slots:
         mic.go = true;
         QTRY_VERIFY_WITH_TIMEOUT(m.sink.packets.size() >= 70, 6000);
         QVERIFY(stopSource(&mic));
-        const std::vector<float> left = m.finish().left;
+        const std::vector<float> left = m.finish();
         QVERIFY(left.size() > 44100);
         // Over the whole stretch at once, so that a gap or a wavering pitch
         // would weaken it: the sources play at 0.35 (sine source) and 0.5.
@@ -82,19 +82,6 @@ private slots:
         QVERIFY2(tone > 0.3 && tone > 100 * off, qPrintable(QString("%1 vs %2").arg(tone).arg(off)));
         mic.freeUnused();
         m.mix.freeUnused();
-    }
-
-    void endedInputEndsMicrophoneThread()
-    {
-        // A source that stops delivering (here: a tone of one second) ends the
-        // thread quietly; the session's watchdog notices the missing sound.
-        ffmpegAudioCap mic;
-        QSignalSpy popups(&mic, &ffmpegAudioCap::audioPopup);
-        QCOMPARE(mic.open_input_device("lavfi:sine=frequency=440:duration=1"), 1);
-        mic.start();
-        QTRY_VERIFY_WITH_TIMEOUT(mic.ready, 3000);
-        QVERIFY(mic.wait(4000));
-        QCOMPARE(popups.size(), 0);
     }
 
     void removedSinkEndsSystemSoundThread()

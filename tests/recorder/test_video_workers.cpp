@@ -1,5 +1,6 @@
 // The video capture and encoder threads driven directly: a lavfi test
-// picture through the filter graph into libx264, the queue limit between the two, and the X display input.
+// picture through the filter graph into libx264, the queue limit between the two, and the X display input
+// (whose frames the screen capture test records).
 
 #include "RecorderTestSupport.h"
 #include "ffmpegVideoCap.h"
@@ -182,20 +183,6 @@ private slots:
         VideoParams params;
         QCOMPARE(cap.fillVideoParams(params), 1);
         QCOMPARE(QSize(params.width, params.height), QSize(320, 200));
-
-        // Frames of the screen reach the receiver once `go` is set.
-        int frames = 0;
-        QObject receiver;
-        connect(&cap, &ffmpegVideoCap::passVideoToEnc, &receiver, [&](void* f, int index) {
-            AVFrame* frame = static_cast<AVFrame*>(f);
-            frames += index == 0 && frame->width == 320 ? 1 : 0;
-            av_frame_free(&frame);
-        });
-        cap.start();
-        QTRY_VERIFY_WITH_TIMEOUT(cap.ready, 5000);
-        cap.go = true;
-        QTRY_VERIFY_WITH_TIMEOUT(frames >= 5, 5000);
-        QVERIFY(stopSource(&cap));
         cap.freeUnused();
         QVERIFY(!cap.inputContext);
     }
