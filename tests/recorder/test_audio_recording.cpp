@@ -134,9 +134,9 @@ private slots:
             });
         QVERIFY(!path.isEmpty());
         QVERIFY(popups.isEmpty());
-        const QStringList rows =
-            sqliteRowsOf(library.databasePath(), "SELECT file_finalized FROM files WHERE file_name='unplugged.mp4';");
-        QCOMPARE(rows, QStringList({"true"}));
+        QCOMPARE(
+            sqliteRowsOf(library.databasePath(), "SELECT file_finalized FROM files WHERE file_name='unplugged.mp4';"),
+            QStringList({"true"}));
         // Complete and playable: both streams, and the whole file decodes without an error.
         QCOMPARE(streamCodecs(path), QStringList({"h264", "aac"}));
         QVERIFY(decodesCleanly(path));
@@ -165,11 +165,7 @@ private slots:
         QVERIFY2(sinceStart.elapsed() >= 29000, qPrintable(QString::number(sinceStart.elapsed())));
 
         // A recording ended by the watchdog is still closed properly.
-        const QStringList row =
-            sqliteTool(library.databasePath(),
-                       "SELECT file_finalized, file_segments_count, file_size FROM files WHERE file_id="
-                           + QString::number(coder.fileId) + ";")
-                .split('|');
+        const QStringList row = library.fileRow(coder.fileId, "file_finalized, file_segments_count, file_size");
         QCOMPARE(row.size(), 3);
         QCOMPARE(row[0], QString("true"));
         QVERIFY(row[1].toInt() >= 2);

@@ -129,13 +129,10 @@ private slots:
         }
         QCOMPARE(position, fileSize);
 
-        const QStringList rows =
-            sqliteRowsOf(library.databasePath(), "SELECT file_name, file_finalized, file_size, file_segments_count, "
-                                                 "file_pseudoname, file_toupload, file_preview, file_preview_gif, "
-                                                 "file_duration FROM files WHERE file_id="
-                                                     + id + ";");
-        QCOMPARE(rows.size(), 1);
-        const QStringList row = rows[0].split('|');
+        const QStringList row =
+            library.fileRow(coder.fileId, "file_name, file_finalized, file_size, file_segments_count, "
+                                          "file_pseudoname, file_toupload, file_preview, "
+                                          "file_preview_gif, file_duration");
         QCOMPARE(row.size(), 9);
         QCOMPARE(row.mid(0, 2) + row.mid(4, 4),
                  QStringList({name, "true", "bob's demo", "true", name + ".jpg", "true"}));
@@ -177,9 +174,7 @@ private slots:
         // The end came from the source wait of about 3 seconds.
         QVERIFY2(clock.elapsed() >= 3000, qPrintable(QString::number(clock.elapsed())));
         // The file was opened before the wait, so its row is closed like any other.
-        const QStringList rows = sqliteRowsOf(library.databasePath(), "SELECT file_finalized FROM files WHERE file_id="
-                                                                          + QString::number(coder.fileId) + ";");
-        QCOMPARE(rows, QStringList({"true"}));
+        QCOMPARE(library.fileRow(coder.fileId, "file_finalized"), QStringList({"true"}));
     }
 
 private:
