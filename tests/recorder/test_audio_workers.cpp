@@ -310,6 +310,7 @@ private slots:
         QTest::addColumn<double>("meanLevel");
         QTest::addColumn<int>("percent");
         QTest::newRow("nothing") << 0.0 << 0;
+        QTest::newRow("negative") << -0.5 << 0;
         QTest::newRow("below -60 dB") << 0.0005 << 0;
         QTest::newRow("-40 dB") << 0.01 << 33;
         QTest::newRow("-20 dB") << 0.1 << 66;
