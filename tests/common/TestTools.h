@@ -32,6 +32,10 @@ QJsonObject ffprobe(const QString& path,
 QJsonObject streamOf(const QJsonObject& probed, const QString& type);
 // One value of the first stream ("width", "codec_name", ...).
 QString probeStreamValue(const QString& path, const QString& key);
+// The codec names of all streams, in order.
+QStringList streamCodecs(const QString& path);
+// Whether ffmpeg decodes the whole file without an error or a warning.
+bool decodesCleanly(const QString& path);
 
 // A fragmented MP4 as the recorder writes it, made by ffmpeg: 3 s of H.264
 // pictures of <size> and AAC sound, the index in the fragments. <extra>

@@ -59,35 +59,26 @@ inline AudioParams recordingAudioOut()
 }
 
 // The left channel of encoded packets as the AAC decoder gives it (planar float).
-struct DecodedSound
+inline std::vector<float> decodePackets(const AVCodecParameters* stream, const std::vector<PacketPtr>& packets)
 {
     std::vector<float> left;
-    int sampleRate = 0;
-    int channels = 0;
-};
-
-inline DecodedSound decodePackets(const AVCodecParameters* stream, const std::vector<PacketPtr>& packets)
-{
-    DecodedSound sound;
     const AVCodec* codec = avcodec_find_decoder(stream->codec_id);
     CodecContextPtr dec(avcodec_alloc_context3(codec));
     avcodec_parameters_to_context(dec.get(), stream);
     if (avcodec_open2(dec.get(), codec, nullptr) < 0)
-        return sound;
+        return left;
     FramePtr frame(av_frame_alloc());
     for (const PacketPtr& p : packets) {
         avcodec_send_packet(dec.get(), p.get());
         while (avcodec_receive_frame(dec.get(), frame.get()) >= 0) {
-            sound.sampleRate = frame->sample_rate;
-            sound.channels = frame->ch_layout.nb_channels;
             if (frame->format == AV_SAMPLE_FMT_FLTP) {
                 const float* s = reinterpret_cast<const float*>(frame->extended_data[0]);
-                sound.left.insert(sound.left.end(), s, s + frame->nb_samples);
+                left.insert(left.end(), s, s + frame->nb_samples);
             }
             av_frame_unref(frame.get());
         }
     }
-    return sound;
+    return left;
 }
 
 // The mixer and AAC encoder opened as a recording opens them; its packets are kept.
@@ -102,7 +93,7 @@ struct MixerUnderTest
         AudioParams out = recordingAudioOut();
         return mix.addToOutput(output.get(), streamIndex, out) == 1 && mix.init_audio_filters(in, inputs, out) == 0;
     }
-    DecodedSound finish()
+    std::vector<float> finish()
     {
         if (!stopEncoder(&mix))
             return {};

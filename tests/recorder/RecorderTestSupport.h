@@ -106,6 +106,13 @@ struct TestLibrary
     QTemporaryDir dir;
     bool open() { return dir.isValid() && openDatabase(dir.path()); }
     QString databasePath() const { return dir.path() + "/orlune.sqlite"; }
+    // The columns of a file's row as the sqlite3 tool gives them (empty: no row).
+    QStringList fileRow(quint32 id, const QString& columns) const
+    {
+        const QStringList rows =
+            sqliteRowsOf(databasePath(), QString("SELECT %1 FROM files WHERE file_id=%2;").arg(columns).arg(id));
+        return rows.size() == 1 ? rows[0].split('|') : QStringList();
+    }
     // Points a session at the 640x360 test picture and `mic`, writing `name` into this folder.
     void aim(ffmpegMux& coder, const char* mic, const QString& name, unsigned toUpload = 0) const
     {

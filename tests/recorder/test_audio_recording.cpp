@@ -1,12 +1,16 @@
 // Whole recordings with the private sound server: its 440 Hz sine source as the microphone and a 1000 Hz tone
-// played into the default sink as system sound, looked for in the files the ffmpeg tool decodes.
+// played into the default sink as system sound, looked for in the files the ffmpeg tool decodes. Then
+// sources of other shapes captured and mixed with their tone intact, and a sink that goes away under a
+// running thread.
 
 #include "AudioToneSupport.h"
 #include "ffmpegAudioCap.h"
+#include "ffmpegAudioMixEnc.h"
 #include "pulseAudioLoopback.h"
 
 #include <QElapsedTimer>
 #include <QFileInfo>
+#include <QSignalSpy>
 #include <QtTest>
 
 namespace {
@@ -130,18 +134,12 @@ private slots:
             });
         QVERIFY(!path.isEmpty());
         QVERIFY(popups.isEmpty());
-        const QStringList rows =
-            sqliteRowsOf(library.databasePath(), "SELECT file_finalized FROM files WHERE file_name='unplugged.mp4';");
-        QCOMPARE(rows, QStringList({"true"}));
+        QCOMPARE(
+            sqliteRowsOf(library.databasePath(), "SELECT file_finalized FROM files WHERE file_name='unplugged.mp4';"),
+            QStringList({"true"}));
         // Complete and playable: both streams, and the whole file decodes without an error.
-        const QString codecs =
-            runTool("ffprobe", {"-v", "error", "-show_entries", "stream=codec_name", "-of", "csv=p=0", path});
-        QCOMPARE(codecs.split('\n'), QStringList({"h264", "aac"}));
-        QProcess decode;
-        decode.start("ffmpeg", {"-v", "error", "-i", path, "-f", "null", "-"});
-        QVERIFY(decode.waitForFinished(60000));
-        QCOMPARE(decode.exitCode(), 0);
-        QCOMPARE(decode.readAllStandardError().trimmed(), QByteArray());
+        QCOMPARE(streamCodecs(path), QStringList({"h264", "aac"}));
+        QVERIFY(decodesCleanly(path));
         // The tone was recorded while the source existed.
         const std::vector<float> samples = decodeFileSound(path, kRate);
         QVERIFY2(toneAmplitude(samples, kRate, kMicTone, kRate, 3 * kRate) > 0.02, "no tone before the removal");
@@ -151,7 +149,9 @@ private slots:
     {
         ffmpegMux coder;
         SessionEvents session(coder);
-        // Without system sound the microphone is the mixer's only input, and it delivers for one second only.
+        QSignalSpy popups(&coder, &ffmpegMux::AudioPopup);
+        // Without system sound the microphone is the mixer's only input, and it delivers for one second only:
+        // its thread ends quietly, and the watchdog notices the missing sound.
         coder.disableSys = true;
         library.aim(coder, "lavfi:sine=frequency=440:duration=1", "quiet.mp4");
         QElapsedTimer sinceStart;
@@ -160,19 +160,98 @@ private slots:
             QTRY_VERIFY_WITH_TIMEOUT(session.finished(), 90000);
         });
         QCOMPARE(events, QStringList({"started:0", "done:0", "failed:1"}));
+        QCOMPARE(popups.size(), 0);
         // 1000 ticks to the first check, which only arms the watchdog, then 2000 more.
         QVERIFY2(sinceStart.elapsed() >= 29000, qPrintable(QString::number(sinceStart.elapsed())));
 
         // A recording ended by the watchdog is still closed properly.
-        const QStringList row =
-            sqliteTool(library.databasePath(),
-                       "SELECT file_finalized, file_segments_count, file_size FROM files WHERE file_id="
-                           + QString::number(coder.fileId) + ";")
-                .split('|');
+        const QStringList row = library.fileRow(coder.fileId, "file_finalized, file_segments_count, file_size");
         QCOMPARE(row.size(), 3);
         QCOMPARE(row[0], QString("true"));
         QVERIFY(row[1].toInt() >= 2);
         QCOMPARE(row[2].toLongLong(), QFileInfo(library.dir.path() + "/quiet.mp4").size());
+    }
+
+    void capturesSourceShapes_data()
+    {
+        // A sine source (440 Hz) is captured itself; a null sink's monitor carries the tone (1000 Hz) played into it.
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<int>("channels");
+        QTest::addColumn<int>("rate");
+        QTest::newRow("mono sine") << QStringList{"source_name=t_mono", "frequency=440"} << 1 << 44100;
+        QTest::newRow("four channels") << QStringList{"sink_name=t_quad", "channels=4", "rate=44100"} << 2 << 44100;
+        QTest::newRow("six channels") << QStringList{"sink_name=t_six", "channels=6", "rate=48000"} << 2 << 48000;
+        QTest::newRow("96000 Hz") << QStringList{"source_name=t_hires", "frequency=440", "rate=96000"} << 1 << 48000;
+        QTest::newRow("six channels at 96000 Hz")
+            << QStringList{"sink_name=t_big", "channels=6", "rate=96000"} << 2 << 48000;
+    }
+
+    void capturesSourceShapes()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(int, channels);
+        QFETCH(int, rate);
+        const bool nullSink = arguments[0].startsWith("sink_name=");
+        const QString name = arguments[0].section('=', 1);
+        const QString source = nullSink ? name + ".monitor" : name;
+        const double frequency = nullSink ? 1000 : 440;
+
+        PulseModule loaded(nullSink ? "module-null-sink" : "module-sine-source", arguments);
+        QVERIFY(loaded.loaded());
+        std::unique_ptr<TonePlayer> player;
+        if (nullSink)
+            player = std::make_unique<TonePlayer>(systemToneWav, name);
+
+        ffmpegAudioCap mic;
+        QSignalSpy popups(&mic, &ffmpegAudioCap::audioPopup);
+        QCOMPARE(mic.open_input_device(("audio=" + source).toUtf8().constData()), 1);
+        QCOMPARE(popups.size(), 0);
+
+        AudioParams in[1];
+        QCOMPARE(mic.fillAudioParams(in[0]), 1);
+        QCOMPARE(QList<int>({in[0].channels, in[0].sampleRate}), QList<int>({channels, rate}));
+
+        // Recorded through the mixer, the tone comes out at its own frequency.
+        MixerUnderTest m;
+        QVERIFY(m.open(in, 1));
+        connect(&mic, &ffmpegAudioCap::passAudioToMixEnc, &m.mix, &ffmpegAudioMixEnc::passAudioToMixEnc);
+        m.mix.start();
+        mic.start();
+        // Blocks leave once the tone has reached the source (a player takes a moment to start).
+        QTRY_VERIFY_WITH_TIMEOUT(mic.ready && mic.meanLevel > 0.01, 5000);
+        mic.go = true;
+        QTRY_VERIFY_WITH_TIMEOUT(m.sink.packets.size() >= 70, 6000);
+        QVERIFY(stopSource(&mic));
+        const std::vector<float> left = m.finish();
+        QVERIFY(left.size() > 44100);
+        // Over the whole stretch at once, so that a gap or a wavering pitch
+        // would weaken it: the sources play at 0.35 (sine source) and 0.5.
+        const double tone = toneAmplitude(left, 44100, frequency, 22050);
+        const double off = toneAmplitude(left, 44100, frequency * 1.37, 22050);
+        QVERIFY2(tone > 0.3 && tone > 100 * off, qPrintable(QString("%1 vs %2").arg(tone).arg(off)));
+        mic.freeUnused();
+        m.mix.freeUnused();
+    }
+
+    void removedSinkEndsSystemSoundThread()
+    {
+        // System sound follows the default sink of the moment it opens; when that
+        // sink goes away the thread ends quietly instead of recording whatever the server would move its stream to.
+        auto speakers = std::make_unique<PulseModule>("module-null-sink", QStringList{"sink_name=t_headset"});
+        QVERIFY(speakers->loaded());
+        QCOMPARE(QProcess::execute("pactl", {"set-default-sink", "t_headset"}), 0);
+        pulseAudioLoopback system;
+        QSignalSpy popups(&system, &pulseAudioLoopback::audioPopup);
+        system.start();
+        AudioParams params;
+        QCOMPARE(system.fillAudioParams(params), 1);
+        QTRY_VERIFY_WITH_TIMEOUT(system.ready, 3000);
+        speakers.reset();
+        QProcess::execute("pactl", {"set-default-sink", "orlune_speakers"});
+        QVERIFY(system.wait(3000));
+        QCOMPARE(popups.size(), 0);
+        // stopCapture after the end returns at once.
+        QCOMPARE(system.stopCapture(), 0);
     }
 
 private:

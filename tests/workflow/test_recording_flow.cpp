@@ -223,8 +223,6 @@ private slots:
         }
     }
 
-    void recordsAndStops() { recordOnce(3); }
-
     void storedMicrophone()
     {
         secondMic = plugMicrophone("test_mic2", "Second");
@@ -244,8 +242,7 @@ private slots:
 
     void autoCodecAndVanishedMicrophone()
     {
-        const QString first = controller->lastFileName;
-        QTest::qWait(1100); // names have one-second resolution
+        QTest::qWait(1100); // the device reports still pending from the last plug pass first
         QVERIFY(controller->vcodecTest && controller->vcodecTest->wait(30000));
         QSettings().setValue("use_vcodec", "auto");
         // Unplugged after the last list update, before its notification is seen.
@@ -258,7 +255,7 @@ private slots:
         // Of the table's encoders this machine's library has libx264, and libopenh264 where it is built in.
         const bool openh264 = runTool("ffmpeg", {"-hide_banner", "-encoders"}).contains(" libopenh264 ");
         QCOMPARE(controller->coder->vcodecName, QString(openh264 ? "libopenh264" : "libx264"));
-        QVERIFY(!controller->coder->vcodecHwaccel && controller->lastFileName != first);
+        QVERIFY(!controller->coder->vcodecHwaccel);
         QVERIFY2(streams.contains("h264,video"), qPrintable(streams));
         QCOMPARE(popupSpy.count(), 1);
         QCOMPARE(
@@ -275,11 +272,13 @@ private slots:
 
     void noMicrophoneRecordsSilence()
     {
-        QTest::qWait(1100); // a file name of its own
+        const QString first = controller->lastFileName;
+        QTest::qWait(1100); // names have one-second resolution
         pulse.pactl({"unload-module", micModule});
         QTRY_VERIFY_WITH_TIMEOUT(controller->getMicsModel().isEmpty(), 3000);
         LogCapture::clear();
         recordOnce(2);
+        QVERIFY(controller->lastFileName != first);
         QCOMPARE(LogCapture::count("[AC]: No devices at all, recording silence"), 1);
         QVERIFY(controller->coder->micMute && !settings->readSettingBool("mute_audio"));
     }

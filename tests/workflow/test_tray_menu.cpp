@@ -1,6 +1,6 @@
 // The tray menu as the controller builds it, on an X server of the test's own
 // that has no system tray: its items, icons and actions, the hot key shown on
-// "Video Recording" as it changes, and the one line about the missing tray.
+// "Video Recording" as it changes.
 #include "AppController.h"
 #include "PrivateDisplayMain.h"
 #include "RecordingPort.h"
@@ -78,12 +78,8 @@ private slots:
             QVERIFY2(!port.calls.filter(row.call).isEmpty(), qPrintable(texts[row.item] + ": " + port.calls.join(' ')));
         }
 
-        // This display has no tray: said once, not at every later look, and the icon waits.
-        QCOMPARE(LogCapture::count("[AC]: No system tray available"), 1);
-        QTest::qWait(4500);
-        QCOMPARE(LogCapture::count("[AC]: No system tray available"), 1);
+        // This display has no tray, and the icon waits (the program's tray test sees it said once, and docked later).
         QVERIFY(!controller.trayIcon->isVisible());
-        QCOMPARE(LogCapture::count("[AC]: tray icon shown"), 0);
     }
 };
 
