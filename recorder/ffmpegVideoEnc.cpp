@@ -396,14 +396,21 @@ void ffmpegVideoEnc::run()
     FramePtr frame(av_frame_alloc());
     running = 1;
     bool haveGraph = true;
+    bool firstRound = true;
     for (;;) {
-        bool signalled;
+        bool signalled = false;
         {
-            // With frames waiting the loop naps up to 20 ms for more; with none
-            // it only polls.
+            // With frames waiting the loop naps up to 20 ms for more. With none
+            // it sleeps until passVideoToEnc or a stop wakes it, instead of
+            // spinning on the empty queue: a fed frame still wakes it at once.
+            // The first round goes straight on, so that started gets set.
             QMutexLocker lock(&queueLock);
-            signalled = queueCondition.wait(&queueLock, queued > 0 ? 20 : 0);
+            if (queued > 0)
+                signalled = queueCondition.wait(&queueLock, 20);
+            else if (running && !firstRound)
+                signalled = queueCondition.wait(&queueLock);
         }
+        firstRound = false;
         while (filterGraph && frame) {
             int ret;
             {

@@ -154,6 +154,19 @@ private slots:
         chain.stop();
     }
 
+    // With no frame ever fed the loop still reports itself started (the session waits for that), and a
+    // stop wakes it from its wait on the empty queue.
+    void stopsWhileWaitingForFrames()
+    {
+        VideoChain chain;
+        QVERIFY(chain.open(320, 240));
+        chain.enc.start();
+        QTRY_VERIFY(chain.enc.started);
+        QVERIFY(stopEncoder(&chain.enc));
+        QCOMPARE(chain.enc.outFrames, int64_t(0));
+        chain.stop();
+    }
+
     void picksEncoderAndBitRate()
     {
         ffmpegVideoEnc enc;
