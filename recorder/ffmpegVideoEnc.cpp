@@ -19,6 +19,11 @@ constexpr int kMaxQueuedFrames = 16;
 constexpr int kMaxEncoderThreads = 8;
 const char* const kFallbackEncoders[] = {"h264_mf", "libopenh264", "libx264"};
 
+int encoderThreadCount()
+{
+    return std::min(QThread::idealThreadCount(), kMaxEncoderThreads);
+}
+
 const char* x264Preset(int quality)
 {
     if (quality >= 1 && quality <= 9)
@@ -151,7 +156,7 @@ int ffmpegVideoEnc::init_video_codec(QString preferVideoCodec, VideoParams& para
     ctx->time_base = params.timeBase;
     ctx->framerate = AVRational{25, 1};
     ctx->profile = FF_PROFILE_H264_MAIN;
-    ctx->thread_count = std::min(QThread::idealThreadCount(), kMaxEncoderThreads);
+    ctx->thread_count = encoderThreadCount();
     if (params.width && params.height) {
         ctx->width = params.width;
         ctx->height = params.height;
@@ -254,6 +259,10 @@ int ffmpegVideoEnc::init_video_filters(const VideoParams& in, VideoParams& out, 
         sentryCaptureFatal("[VENC]", "Cannot allocate filter graph");
         return AVERROR(ENOMEM);
     }
+    // The scaler cuts each picture into one slice per thread of the graph. Left
+    // to itself the graph takes one thread more than there are cores, which on a
+    // small machine only adds hand-overs beside the encoder's own threads.
+    filterGraph->nb_threads = encoderThreadCount();
     QString graph =
         QString::asprintf("buffer=width=%d:height=%d:pix_fmt=%s:time_base=%d/%d:pixel_aspect=%d/%d:frame_rate=%d/"
                           "%d,fifo,setpts=PTS-STARTPTS,",
