@@ -353,10 +353,15 @@ void AppController::handleRecordDone(int s)
     is_stopping = false;
     is_starting = false;
     updateTimer->start();
-    if (isAutoUploadActive() && settings()->readSettingBool(SettingsKey::is_authenticated_user))
+    if (isAutoUploadActive() && settings()->readSettingBool(SettingsKey::is_authenticated_user)) {
         showPopup(Common::MsgCloud, QString("Uploading file %1 is started...").arg(uploader->file_name));
-    else
+        // The last ranges, the preview and the share link go now, not up to 5 s later at the
+        // next tick. A run in flight needs no wake: its next reply picks the final ranges.
+        if (!uploader->is_running)
+            tickTimer->start(0);
+    } else {
         playVideo();
+    }
     // Release the baton of the start. tryLock first, so that a done report
     // without a start (nothing held) cannot unlock a free mutex.
     recordingMutex.tryLock();

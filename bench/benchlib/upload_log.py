@@ -9,6 +9,7 @@ CONFIRMED = re.compile(r"\[UP\]:\s+(\d+)\s+OK, update DB: segment:")
 FULLY_UPLOADED = "[UP]: Server answers that file is fully uploaded!"
 STOP = "[AC]: recording is active, stopping..."
 LINK = re.compile(r"^link: (\S+)")
+FILE = "file: "  # printed once the recording is finalized
 
 
 @dataclass
@@ -20,6 +21,13 @@ class UploadLog:
     stop_at: float = None
     link_at: float = None
     link: str = None
+    file_at: float = None
+    reply_gaps: list = field(default_factory=list)  # seconds from a confirmation to the next range sent
+
+    @property
+    def finalized_to_link(self):
+        """Seconds from the finalized file (`file:` line) to its share link (`link:` line)."""
+        return self.link_at - self.file_at if self.link_at and self.file_at else None
 
     def written_at(self, end):
         """When the file on disk first reached `end` bytes."""
@@ -56,12 +64,15 @@ def parse(lines):
     """lines: objects with .time, .stream and .text, in arrival order."""
     log = UploadLog()
     in_flight = None
+    confirmed_at = None
     for line in lines:
         text = line.text
         if line.stream == "stdout":
             m = LINK.match(text)
             if m and log.link is None:
                 log.link, log.link_at = m.group(1), line.time
+            elif text.startswith(FILE) and log.file_at is None:
+                log.file_at = line.time
             continue
         m = WRITTEN.search(text)
         if m:
@@ -69,6 +80,9 @@ def parse(lines):
             continue
         m = SENT.search(text)
         if m:
+            if confirmed_at is not None:
+                log.reply_gaps.append(line.time - confirmed_at)
+            confirmed_at = None
             in_flight = (int(m.group(1)), int(m.group(2)))
             if log.first_sent_at is None:
                 log.first_sent_at = line.time
@@ -77,6 +91,7 @@ def parse(lines):
         if m and in_flight is not None:
             if m.group(1) == "200":
                 log.confirmations.append((line.time, *in_flight))
+                confirmed_at = line.time
             in_flight = None
             continue
         if FULLY_UPLOADED in text and log.fully_uploaded_at is None:

@@ -5,7 +5,7 @@ import unittest
 sys.dont_write_bytecode = True
 sys.path.insert(0, os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 
-from benchlib import orlune_log  # noqa: E402
+from benchlib import orlune_log, upload_log  # noqa: E402
 from benchlib.process_meter import TimedLine  # noqa: E402
 
 
@@ -50,6 +50,22 @@ class ParseTest(unittest.TestCase):
         self.assertIsNone(log.frames_captured)
         self.assertIsNone(log.output_file)
         self.assertEqual(log.trouble, ["[MUX]: Video capture is too slow, ending!"])
+
+
+class UploadLogTest(unittest.TestCase):
+    def test_finalized_to_link_and_reply_gaps(self):
+        log = upload_log.parse(lines(
+            (19.0, "stderr", "[UP]: segment  3  pos  100  size:  50"),
+            (19.2, "stderr", "[UP]:  200  OK, update DB: segment: 4 , file: 9 [SegmentOK] [--]"),
+            (19.25, "stderr", "[UP]: segment  4  pos  150  size:  50"),
+            (20.0, "stderr", "[AC]: recording is active, stopping..."),
+            (20.6, "stdout", "file: /home/u/Records/a.mp4"),
+            (21.1, "stdout", "link: http://127.0.0.1:9/s/abc"),
+        ))
+        self.assertAlmostEqual(log.finalized_to_link, 0.5)
+        self.assertEqual([round(g, 3) for g in log.reply_gaps], [0.05])
+        self.assertEqual(log.link, "http://127.0.0.1:9/s/abc")
+        self.assertIsNone(upload_log.parse(lines((20.6, "stdout", "file: /a.mp4"))).finalized_to_link)
 
 
 if __name__ == "__main__":

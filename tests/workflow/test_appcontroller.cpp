@@ -106,6 +106,15 @@ private slots:
             [c] { c->setSkipPlayerOnUpload(true), c->uploadFileDone(7); });
         row("session started", "setRecTime(00:00) setShortRecTime(00:00)", [c] { c->handleRecordingStarted(1); });
         row("session done", "clearMaskRecordingRectangle()", [c] { c->handleRecordDone(0); });
+        // With automatic upload the finished file's last ranges go at once.
+        row("session done, uploading", "clearMaskRecordingRectangle() run in 0", [c] {
+            const bool autoUpload = settings()->readSettingBool("auto_upload");
+            settings()->writeSetting("is_authenticated_user", true);
+            settings()->writeSetting("auto_upload", true); // asks for a run 100 ms later
+            c->handleRecordDone(0);
+            settings()->writeSetting("auto_upload", autoUpload);
+            settings()->writeSetting("is_authenticated_user", false);
+        });
         row("no camera any more", "setWebcamsModel() setCurrentWebcam(-1)", [c] { c->handleCamDeviceChange(); });
         row("hot key while starting", "", [c] { c->is_starting = true, c->captureScreenSkins(); });
         row("hot key while stopping", "", [c] { c->is_stopping = true, c->captureScreenSkins(); });
