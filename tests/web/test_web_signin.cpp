@@ -161,11 +161,17 @@ class TestWebSignIn : public QObject
     // "Sign In" or, just left of it, "Register For Free" clicked; the account page of the window that opens.
     QJsonObject openAccountPage(bool signUp)
     {
-        const QRect button = signInButton(20000);
-        if (button.isNull() || !user.click(signUp ? QPoint(button.left() - 30, button.center().y()) : button.center())
-            || !user.waitVisible("credentialsDialog", 20000))
-            return QJsonObject();
-        return WebDebugPages::waitForPage("/account", 30000);
+        // A click that lands while the window is still being laid out on a busy
+        // machine is lost: the button is looked for and clicked again.
+        for (int attempt = 0; attempt < 4; ++attempt) {
+            const QRect button = signInButton(20000);
+            if (button.isNull())
+                return QJsonObject();
+            user.click(signUp ? QPoint(button.left() - 30, button.center().y()) : button.center());
+            if (user.waitVisible("credentialsDialog", 8000))
+                return WebDebugPages::waitForPage("/account", 30000);
+        }
+        return QJsonObject();
     }
 
     bool closeSignInWindow() const
